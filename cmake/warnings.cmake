@@ -1,0 +1,18 @@
+function(setup_warnings target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /utf-8 /permissive-)
+  else()
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Werror=return-type)
+  endif()
+endfunction()
+
+# A Windows program of this project: static, no runtime DLLs beside it.
+function(setup_windows_program target)
+  setup_warnings(${target})
+  target_compile_definitions(${target} PRIVATE UNICODE _UNICODE NOMINMAX _WIN32_WINNT=0x0601)
+  if(MINGW)
+    target_link_options(${target} PRIVATE -static)
+  elseif(MSVC)
+    set_property(TARGET ${target} PROPERTY MSVC_RUNTIME_LIBRARY "MultiThreaded$<$<CONFIG:Debug>:Debug>")
+  endif()
+endfunction()

@@ -1,0 +1,4 @@
+#include "app/globals.h"
+
+int32_t SilentLevel = 1;
+std::wstring PackageFolder;

@@ -1,0 +1,13 @@
+// Running copies of the product seen through the shared instance registry.
+#pragma once
+
+#include "app/command_line_text.h"
+
+#include <string>
+#include <vector>
+
+// Counts the other members of the instance registry and closes them: in
+// install mode after asking (unless "/s" or "-s" stands from the second
+// argument on), in uninstall mode without a word. False when the user
+// declined in install mode (message 15 has then been shown).
+bool CloseOtherInstances(SetupMode mode, const std::vector<std::wstring>& args);

@@ -1,0 +1,63 @@
+#include "app/setup_app.h"
+
+#include "app/command_line_text.h"
+#include "app/globals.h"
+#include "app/running_instances.h"
+#include "app/self_removal.h"
+#include "install/installation.h"
+#include "licence/licence.h"
+#include "system/services.h"
+#include "ui/message_box.h"
+#include "ui/resource.h"
+
+#include <cstdlib>
+
+CSetupApp theApp;
+
+std::vector<std::wstring> CSetupApp::CommandLineArguments()
+{
+    std::vector<std::wstring> args;
+    for (int i = 0; i < __argc; ++i) {
+        args.emplace_back(__wargv[i]);
+    }
+    return args;
+}
+
+BOOL CSetupApp::InitInstance()
+{
+    const std::vector<std::wstring> args = CommandLineArguments();
+
+    const StartupOptions options = ScanOptions(args);
+    SilentLevel = options.silentLevel;
+    PackageFolder = options.packageFolder;
+
+    if (IsSelfRemovalRequest(args)) {
+        RunSelfRemovalCopy(args[2]);
+    }
+
+    wchar_t ownPath[kPathChars] = {};
+    ::GetModuleFileNameW(nullptr, ownPath, static_cast<DWORD>(kPathChars));
+    const SetupMode mode = DecideMode(args, ownPath);
+
+    if (mode == SetupMode::Install) {
+        SilentLevel = InstallSilentLevel(options);
+    } else {
+        // An unlicensed removal always asks; a licensed one asks only with "-v".
+        if (!IsLicencePresent()) {
+            SilentLevel = 0;
+        }
+        if (SilentLevel == 0 && ShowMessage(IDS_CONFIRM_UNINSTALL, kQuestionBox) != IDYES) {
+            return FALSE;
+        }
+    }
+
+    if (!CloseOtherInstances(mode, args)) {
+        return TRUE;
+    }
+
+    if (mode == SetupMode::Install) {
+        return RunInstallation();
+    }
+    RelaunchForSelfRemoval();
+    return FALSE;
+}

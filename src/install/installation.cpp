@@ -1,0 +1,7 @@
+#include "install/installation.h"
+
+BOOL RunInstallation()
+{
+    // The installation itself is not built yet: install mode ends here.
+    return FALSE;
+}

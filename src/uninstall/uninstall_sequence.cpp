@@ -1,0 +1,5 @@
+#include "uninstall/uninstall_sequence.h"
+
+void RunUninstall(const std::wstring&)
+{
+}

@@ -1,0 +1,34 @@
+// Answers the message boxes of the program under test, as a user would:
+// finds a box by its caption "Pixvane Setup", reads it, presses a button.
+#pragma once
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+
+struct SeenMessageBox {
+    HWND window = nullptr;
+    DWORD processId = 0;
+    std::wstring text;
+    bool hasOk = false;
+    bool hasYes = false;
+    bool hasNo = false;
+    int defaultButton = 0;  // IDOK, IDYES, IDNO...
+    bool exclamationIcon = false;
+    bool informationIcon = false;
+};
+
+// The first "Pixvane Setup" box shown within timeoutMs, by processId when it
+// is not 0; nothing when none came.
+std::optional<SeenMessageBox> WaitForMessageBox(DWORD timeoutMs, DWORD processId = 0);
+
+// Presses button (IDYES, IDNO, IDOK) as a click would.
+void PressButton(const SeenMessageBox& box, int button);
+
+// Waits for a box, presses button on it and returns what it said; nothing
+// when no box came within timeoutMs.
+std::optional<SeenMessageBox> AnswerMessageBox(int button, DWORD timeoutMs, DWORD processId = 0);
+
+// True when no "Pixvane Setup" box appears within timeoutMs.
+bool NoMessageBoxWithin(DWORD timeoutMs, DWORD processId = 0);

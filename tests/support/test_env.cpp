@@ -1,0 +1,219 @@
+#include "support/test_env.h"
+
+#include <shellapi.h>
+
+#include <cstdio>
+#include <vector>
+
+std::wstring BuildPath(const std::wstring& relative)
+{
+    // The build directory is a Unix path; Wine shows the Unix root as drive Z:.
+    std::wstring path = L"Z:";
+    for (const char* c = SETUP_BUILD_DIR; *c; ++c) {
+        path += (*c == '/') ? L'\\' : static_cast<wchar_t>(static_cast<unsigned char>(*c));
+    }
+    return path + L"\\" + relative;
+}
+
+std::wstring PackagePath(const std::wstring& name)
+{
+    return BuildPath(L"package\\" + name);
+}
+
+std::wstring MakeScratchFolder(const std::wstring& name)
+{
+    const std::wstring folder = L"C:\\pxtest\\" + name;
+    RemoveTree(folder);
+    MakeFolders(folder);
+    return folder;
+}
+
+bool FileExists(const std::wstring& path)
+{
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+bool FolderExists(const std::wstring& path)
+{
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+void WriteTextFile(const std::wstring& path, const std::string& bytes)
+{
+    UniqueStdioFile file(::_wfopen(path.c_str(), L"wb"));
+    if (file) {
+        std::fwrite(bytes.data(), 1, bytes.size(), file.Get());
+    }
+}
+
+std::string ReadTextFile(const std::wstring& path)
+{
+    UniqueStdioFile file(::_wfopen(path.c_str(), L"rb"));
+    std::string bytes;
+    if (!file) {
+        return bytes;
+    }
+    char buffer[4096];
+    size_t read = 0;
+    while ((read = std::fread(buffer, 1, sizeof(buffer), file.Get())) > 0) {
+        bytes.append(buffer, read);
+    }
+    return bytes;
+}
+
+void RemoveTree(const std::wstring& path)
+{
+    if (!FolderExists(path)) {
+        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+        ::DeleteFileW(path.c_str());
+        return;
+    }
+    WIN32_FIND_DATAW found = {};
+    UniqueFindHandle search(::FindFirstFileW((path + L"\\*").c_str(), &found));
+    if (search) {
+        do {
+            const std::wstring name = found.cFileName;
+            if (name != L"." && name != L"..") {
+                RemoveTree(path + L"\\" + name);
+            }
+        } while (::FindNextFileW(search.Get(), &found));
+    }
+    search.Reset();
+    ::RemoveDirectoryW(path.c_str());
+}
+
+void MakeFolders(const std::wstring& path)
+{
+    for (size_t i = 3; i <= path.size(); ++i) {
+        if (i == path.size() || path[i] == L'\\') {
+            ::CreateDirectoryW(path.substr(0, i).c_str(), nullptr);
+        }
+    }
+}
+
+bool ChildProcess::Start(const std::wstring& commandLine, const wchar_t* workingFolder)
+{
+    std::vector<wchar_t> writable(commandLine.begin(), commandLine.end());
+    writable.push_back(L'\0');
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    PROCESS_INFORMATION info = {};
+    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
+                          &info)) {
+        return false;
+    }
+    UniqueHandle thread(info.hThread);
+    m_process.Reset(info.hProcess);
+    m_id = info.dwProcessId;
+    return true;
+}
+
+int ChildProcess::Wait(DWORD timeoutMs)
+{
+    if (!m_process || ::WaitForSingleObject(m_process.Get(), timeoutMs) != WAIT_OBJECT_0) {
+        return -1;
+    }
+    DWORD code = 0;
+    ::GetExitCodeProcess(m_process.Get(), &code);
+    return static_cast<int>(code);
+}
+
+bool ChildProcess::IsRunning() const
+{
+    return m_process && ::WaitForSingleObject(m_process.Get(), 0) == WAIT_TIMEOUT;
+}
+
+void ChildProcess::Kill()
+{
+    if (IsRunning()) {
+        ::TerminateProcess(m_process.Get(), 99);
+        ::WaitForSingleObject(m_process.Get(), 5000);
+    }
+}
+
+ChildProcess::~ChildProcess()
+{
+    Kill();
+}
+
+int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
+{
+    ChildProcess child;
+    if (!child.Start(commandLine)) {
+        return -1;
+    }
+    return child.Wait(timeoutMs);
+}
+
+namespace {
+
+bool SetRegValue(HKEY root, const std::wstring& key, const wchar_t* name, DWORD type, const void* data, DWORD size)
+{
+    UniqueRegKey opened;
+    if (::RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, opened.Put(),
+                          nullptr) != ERROR_SUCCESS) {
+        return false;
+    }
+    return ::RegSetValueExW(opened.Get(), name, 0, type, static_cast<const BYTE*>(data), size) == ERROR_SUCCESS;
+}
+
+}  // namespace
+
+bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value)
+{
+    return SetRegValue(root, key, name, REG_SZ, value.c_str(),
+                       static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+}
+
+bool SetRegDword(HKEY root, const std::wstring& key, const wchar_t* name, DWORD value)
+{
+    return SetRegValue(root, key, name, REG_DWORD, &value, sizeof(value));
+}
+
+bool RegKeyExists(HKEY root, const std::wstring& key)
+{
+    UniqueRegKey opened;
+    return ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put()) == ERROR_SUCCESS;
+}
+
+bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name)
+{
+    UniqueRegKey opened;
+    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put()) != ERROR_SUCCESS) {
+        return false;
+    }
+    return ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+}
+
+std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name)
+{
+    UniqueRegKey opened;
+    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put()) != ERROR_SUCCESS) {
+        return {};
+    }
+    DWORD size = 0;
+    if (::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
+        return {};
+    }
+    std::wstring value(size / sizeof(wchar_t) + 1, L'\0');
+    ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(value.data()), &size);
+    value.resize(size / sizeof(wchar_t));
+    while (!value.empty() && value.back() == L'\0') {
+        value.pop_back();
+    }
+    return value;
+}
+
+void DeleteRegTree(HKEY root, const std::wstring& key)
+{
+    ::RegDeleteTreeW(root, key.c_str());
+    ::RegDeleteKeyW(root, key.c_str());
+}
+
+std::wstring PendingFileRenames()
+{
+    return GetRegString(HKEY_LOCAL_MACHINE, L"System\\CurrentControlSet\\Control\\Session Manager",
+                        L"PendingFileRenameOperations");
+}

@@ -1,0 +1,75 @@
+// Places and processes a test needs: the build's own files, scratch folders
+// in the prefix, child processes with a time limit.
+#pragma once
+
+#include "system/handles.h"
+
+#include <windows.h>
+
+#include <string>
+
+// A file of this build tree (e.g. L"package\\setup.exe") as a Windows path.
+std::wstring BuildPath(const std::wstring& relative);
+
+// A file of the sample package.
+std::wstring PackagePath(const std::wstring& name);
+
+// An empty folder C:\pxtest\<name>, made anew (its old contents removed).
+std::wstring MakeScratchFolder(const std::wstring& name);
+
+bool FileExists(const std::wstring& path);
+bool FolderExists(const std::wstring& path);
+void WriteTextFile(const std::wstring& path, const std::string& bytes);
+std::string ReadTextFile(const std::wstring& path);
+// Removes a folder with everything in it; quiet when it is not there.
+void RemoveTree(const std::wstring& path);
+// Makes every folder of path.
+void MakeFolders(const std::wstring& path);
+
+// A started program. Ends it on destruction if it is still running.
+class ChildProcess {
+public:
+    ChildProcess() = default;
+    // Starts commandLine (program and arguments, quoted as on a command line).
+    bool Start(const std::wstring& commandLine, const wchar_t* workingFolder = nullptr);
+    // The exit code, or -1 when it did not end within timeoutMs.
+    int Wait(DWORD timeoutMs);
+    bool IsRunning() const;
+    DWORD Id() const { return m_id; }
+    HANDLE Handle() const { return m_process.Get(); }
+    void Kill();
+    ~ChildProcess();
+
+private:
+    UniqueHandle m_process;
+    DWORD m_id = 0;
+};
+
+// Runs commandLine to its end (at most timeoutMs); its exit code, or -1.
+int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs = 30000);
+
+// Polls predicate every 20 ms until it holds or timeoutMs passed.
+template <typename Predicate>
+bool WaitUntil(Predicate predicate, DWORD timeoutMs)
+{
+    const ULONGLONG end = ::GetTickCount64() + timeoutMs;
+    while (!predicate()) {
+        if (::GetTickCount64() >= end) {
+            return false;
+        }
+        ::Sleep(20);
+    }
+    return true;
+}
+
+// Registry helpers for tests; all work on the 64-bit view.
+bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value);
+bool SetRegDword(HKEY root, const std::wstring& key, const wchar_t* name, DWORD value);
+bool RegKeyExists(HKEY root, const std::wstring& key);
+bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name);
+// The value as text (REG_SZ or REG_MULTI_SZ with its zeros), empty when missing.
+std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name);
+void DeleteRegTree(HKEY root, const std::wstring& key);
+
+// The deletions and renames waiting for the next restart, as the system keeps them.
+std::wstring PendingFileRenames();
