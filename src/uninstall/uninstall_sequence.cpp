@@ -1,5 +1,179 @@
 #include "uninstall/uninstall_sequence.h"
 
-void RunUninstall(const std::wstring&)
+#include "system/handles.h"
+#include "system/services.h"
+#include "uninstall/deferred_delete.h"
+#include "uninstall/log_removal.h"
+#include "uninstall/registry_cleanup.h"
+
+#include <shlobj.h>
+
+#include <cwchar>
+
+namespace {
+
+constexpr wchar_t kMaker[] = L"Quorvex";
+constexpr wchar_t kProduct[] = L"Pixvane 8";
+// The product's folder name under the programs folder. Older products used a
+// nested default ("maker\product"); the parent step below is for that case.
+constexpr wchar_t kProductFolderName[] = L"Pixvane 8";
+constexpr wchar_t kUninstallKeyName[] = L"Pixvane 8";
+constexpr wchar_t kProductExe[] = L"Pixvn8.exe";
+constexpr wchar_t kShortcutName[] = L"Pixvane 8.lnk";
+
+constexpr DWORD kUnregisterWaitMs = 5000;
+// Shell-folder values are read into a buffer of this many bytes.
+constexpr DWORD kShellFolderValueBytes = 1024;
+constexpr DWORD kUserKeyNameChars = 512;
+// Shorter answers than this from the shell are not real folders.
+constexpr size_t kMinFolderChars = 4;
+
+constexpr wchar_t kShellFoldersKey[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+
+bool PathExists(const std::wstring& path)
 {
+    return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+// Lets the product undo what it registered for itself; a product program
+// that is missing or hangs does not hold the removal up.
+void UnregisterProduct(const std::wstring& productFolder)
+{
+    const std::wstring command = L"\"" + productFolder + kProductExe + L"\" -unregonly";
+    RunAndWait(command.c_str(), productFolder.c_str(), kUnregisterWaitMs);
+}
+
+void RemoveLoggedItems(const std::wstring& productFolder)
+{
+    // The older installers' log first, in both passes, as the installer reads them too.
+    const std::wstring oldLog = productFolder + L"install.log";
+    const std::wstring log = productFolder + L"PxvUnInst.log";
+    RemoveLoggedLinksAndFolders(oldLog);
+    RemoveLoggedLinksAndFolders(log);
+    RemoveLoggedFiles(oldLog, productFolder, nullptr);
+    RemoveLoggedFiles(log, productFolder, nullptr);
+    // The log is read up to here, so it goes last.
+    DeleteMatchingFiles(productFolder, L"PxvUnInst.log");
+}
+
+// The product folder and its two platform folders. The product folder ends in
+// a backslash, so the subfolder paths carry a doubled one, which the file
+// system reads as a single separator.
+void RemoveProductFolders(const std::wstring& productFolder)
+{
+    const std::wstring x64Folder = productFolder + L"\\x64";
+    if (!::RemoveDirectoryW(x64Folder.c_str())) {
+        DeleteAtRestart(x64Folder.c_str());  // registered even when it does not exist
+    }
+
+    const std::wstring x32Folder = productFolder + L"\\x32";
+    if (!::RemoveDirectoryW(x32Folder.c_str()) && PathExists(x32Folder)) {
+        DeleteAtRestart(x32Folder.c_str());
+    }
+
+    // Whether the product folder waits for the restart is decided by the x32
+    // folder, not by the product folder itself: without a surviving x32
+    // folder a product folder that still holds something is left in place.
+    if (!::RemoveDirectoryW(productFolder.c_str()) && PathExists(x32Folder)) {
+        DeleteAtRestart(productFolder.c_str());
+    }
+
+    // A nested default folder also leaves its maker folder behind.
+    if (std::wcschr(kProductFolderName, L'\\')) {
+        std::wstring parent = productFolder;
+        while (!parent.empty() && parent.back() == L'\\') {
+            parent.pop_back();
+        }
+        const size_t cut = parent.rfind(L'\\');
+        parent = (cut == std::wstring::npos) ? std::wstring() : parent.substr(0, cut);
+        if (!::RemoveDirectoryW(parent.c_str())) {
+            DeleteAtRestart(parent.c_str());
+        }
+    }
+}
+
+// Product shortcuts in one set of folders: startup and desktop by name, the
+// programs folder's group "Pixvane 8" with everything in it. Shortcuts are
+// never left to the restart.
+void RemoveProductShortcuts(const std::wstring& startup, const std::wstring& desktop, const std::wstring& programs)
+{
+    if (!startup.empty()) {
+        ::DeleteFileW((startup + L"\\" + kShortcutName).c_str());  // may already be gone
+    }
+    if (!desktop.empty()) {
+        ::DeleteFileW((desktop + L"\\" + kShortcutName).c_str());  // may already be gone
+    }
+    if (!programs.empty()) {
+        const std::wstring group = programs + L"\\" + kProduct + L"\\";
+        DeleteMatchingFiles(group, L"*.*");
+        ::RemoveDirectoryW(group.c_str());  // stays when something else is in it
+    }
+}
+
+// A common folder, or empty when the shell has no real one.
+std::wstring CommonFolder(int csidl)
+{
+    std::wstring folder = GetSpecialFolderPath(csidl);
+    return folder.size() > kMinFolderChars ? folder : std::wstring();
+}
+
+void RemoveCommonShortcuts()
+{
+    RemoveProductShortcuts(CommonFolder(CSIDL_COMMON_STARTUP), CommonFolder(CSIDL_COMMON_DESKTOPDIRECTORY),
+                           CommonFolder(CSIDL_COMMON_PROGRAMS));
+}
+
+// One "Shell Folders" value; empty when it is missing or unreadable.
+std::wstring ReadShellFolder(HKEY shellFolders, const wchar_t* name)
+{
+    // One spare character keeps a value that fills the whole buffer terminated.
+    wchar_t value[kShellFolderValueBytes / sizeof(wchar_t) + 1] = {};
+    DWORD size = kShellFolderValueBytes;
+    if (::RegQueryValueExW(shellFolders, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size) !=
+        ERROR_SUCCESS) {
+        return {};
+    }
+    return value;
+}
+
+// Every user known under HKU, logged on or loaded, with the folders that
+// user's own Explorer settings name.
+void RemoveEveryUsersShortcuts()
+{
+    for (DWORD index = 0;; ++index) {
+        wchar_t userName[kUserKeyNameChars] = {};
+        DWORD nameChars = kUserKeyNameChars;
+        if (::RegEnumKeyExW(HKEY_USERS, index, userName, &nameChars, nullptr, nullptr, nullptr, nullptr) !=
+            ERROR_SUCCESS) {
+            break;
+        }
+        UniqueRegKey user;
+        if (::RegOpenKeyExW(HKEY_USERS, userName, 0, KEY_READ, user.Put()) != ERROR_SUCCESS) {
+            continue;  // a hive we may not read is skipped
+        }
+        UniqueRegKey shellFolders;
+        if (::RegOpenKeyExW(user.Get(), kShellFoldersKey, 0, KEY_READ, shellFolders.Put()) != ERROR_SUCCESS) {
+            continue;
+        }
+        RemoveProductShortcuts(ReadShellFolder(shellFolders.Get(), L"Startup"),
+                               ReadShellFolder(shellFolders.Get(), L"Desktop"),
+                               ReadShellFolder(shellFolders.Get(), L"Programs"));
+    }
+}
+
+}  // namespace
+
+void RunUninstall(const std::wstring& productFolder)
+{
+    UnregisterProduct(productFolder);
+    RemoveRegistration(kMaker, kProduct, kUninstallKeyName, kProductExe);
+    RestoreFileAssociations();
+    RemoveLoggedItems(productFolder);
+
+    // Our current folder would keep the product folder from being removed.
+    ::SetCurrentDirectoryW(L"\\");
+    RemoveProductFolders(productFolder);
+
+    RemoveCommonShortcuts();
+    RemoveEveryUsersShortcuts();
 }
