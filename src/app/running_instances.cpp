@@ -1,6 +1,80 @@
 #include "app/running_instances.h"
 
-bool CloseOtherInstances(SetupMode, const std::vector<std::wstring>&)
+#include "app/instance_manager.h"
+#include "ui/message_box.h"
+#include "ui/resource.h"
+
+#include <algorithm>
+#include <cwchar>
+
+// Joined before InitInstance runs, so that setup is always one of the
+// instances it counts, and left again at process end.
+COXInstanceManager g_instanceManager(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, true);
+
+namespace {
+
+// Tells the product that setup is closing it, not the user.
+constexpr WPARAM kCloseFromSetup = 1001;
+// All the time an instance gets to go by itself; the question warns that
+// unsaved work is lost.
+constexpr DWORD kCloseGraceMs = 10;
+
+// Message 33 for one other instance, message 4 with the number for more.
+std::wstring InstanceQuestion(int others)
 {
+    if (others == 1) {
+        return LoadMessageText(IDS_INSTANCE_OPEN_ONE);
+    }
+    const std::wstring format = LoadMessageText(IDS_INSTANCES_OPEN_MANY);
+    wchar_t text[kMessageChars + 16] = {};
+    std::swprintf(text, sizeof(text) / sizeof(text[0]), format.c_str(), others);
+    return text;
+}
+
+// Asks each of the first `others` members but this process to close, then
+// ends it. Only the first positions are looked at: when this process stands
+// among them, the last other member is left running.
+void CloseInstances(int others)
+{
+    std::vector<uint32_t> members;
+    if (!g_instanceManager.GetInstanceList(members)) {
+        return;
+    }
+    const DWORD self = ::GetCurrentProcessId();
+    // The list may have shrunk since it was counted; only what is there is closed.
+    const size_t positions = std::min(static_cast<size_t>(others), members.size());
+    for (size_t position = 0; position < positions; ++position) {
+        const DWORD member = members[position];
+        if (member == self) {
+            continue;
+        }
+        // A dead member has no window: the post then lands in our own queue
+        // and the process cannot be opened, both harmlessly.
+        ::PostMessageW(COXInstanceManager::FindInstanceWindow(member), WM_CLOSE, kCloseFromSetup, 0);
+        ::Sleep(kCloseGraceMs);
+        UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, member));
+        if (process) {
+            ::TerminateProcess(process.Get(), 0);  // already gone is as good as ended
+        }
+    }
+}
+
+}  // namespace
+
+bool CloseOtherInstances(SetupMode mode, const std::vector<std::wstring>& args)
+{
+    const int others = static_cast<int>(g_instanceManager.GetInstanceCount()) - 1;
+    if (others <= 0) {
+        return true;
+    }
+    // The question does not look at SilentLevel: "/s" or "-s" from the second
+    // argument on is what keeps it away, so "setup.exe -s" still asks.
+    if (mode == SetupMode::Install && !SkipsInstanceQuestion(args)) {
+        if (ShowMessageText(InstanceQuestion(others), kQuestionBox) != IDYES) {
+            ShowMessage(IDS_SETUP_ABORTED_INSTANCES, MB_OK | MB_ICONINFORMATION);
+            return false;
+        }
+    }
+    CloseInstances(others);
     return true;
 }

@@ -2,9 +2,14 @@
 #pragma once
 
 #include "app/command_line_text.h"
+#include "app/instance_manager.h"
 
 #include <string>
 #include <vector>
+
+// This process's membership of the registry the product shares, joined
+// during static initialisation.
+extern COXInstanceManager g_instanceManager;
 
 // Counts the other members of the instance registry and closes them: in
 // install mode after asking (unless "/s" or "-s" stands from the second
