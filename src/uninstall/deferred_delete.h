@@ -2,6 +2,8 @@
 // are deleted, or replaced, when Windows restarts.
 #pragma once
 
+#include <windows.h>
+
 // Nonzero on success. Registers the path even when it does not exist.
 int DeleteAtRestart(const wchar_t* path);
 
@@ -10,3 +12,8 @@ int ReplaceAtRestart(const wchar_t* source, const wchar_t* destination);
 
 // Set by ReplaceAtRestart: the installer offers a restart instead of starting the product.
 extern int g_restartPending;
+
+// The system's delayed move, called through this pointer so that a test can
+// make it refuse and reach the WININIT.INI fallback.
+using MoveFileExWFn = BOOL(WINAPI*)(LPCWSTR, LPCWSTR, DWORD);
+extern MoveFileExWFn g_pfnMoveFileExW;

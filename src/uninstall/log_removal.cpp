@@ -1,7 +1,130 @@
 #include "uninstall/log_removal.h"
 
-void RemoveLoggedLinksAndFolders(const std::wstring&) {}
+#include "system/handles.h"
+#include "system/path_text.h"
+#include "uninstall/deferred_delete.h"
+#include "uninstall/install_log.h"
 
-void RemoveLoggedFiles(const std::wstring&, const std::wstring&, const wchar_t*) {}
+#include <windows.h>
 
-void DeleteMatchingFiles(const std::wstring&, const std::wstring&) {}
+#include <string_view>
+#include <vector>
+
+namespace {
+
+// A climb that reaches "X:" would name the drive's current folder, not a
+// parent of the group folder: it ends there as it ends at the empty string.
+bool CanClimbTo(const std::wstring& folder)
+{
+    return !folder.empty() && !(folder.size() == 2 && folder[1] == L':');
+}
+
+void RemoveMadeFolderAndEmptyParents(std::wstring folder)
+{
+    // Whatever refuses to go (a user's file, a folder already gone) ends the
+    // climb and stays; group folders are never left to the restart.
+    while (CanClimbTo(folder) && ::RemoveDirectoryW(folder.c_str())) {
+        folder = ParentFolder(folder);
+    }
+}
+
+// Read-only and hidden would make the deletion fail; every other bit is the
+// file's own business.
+void ClearReadOnlyAndHidden(const std::wstring& path)
+{
+    const DWORD attributes = ::GetFileAttributesW(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) {
+        return;
+    }
+    ::SetFileAttributesW(path.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));  // failure shows in the deletion
+}
+
+}  // namespace
+
+void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
+{
+    InstallLogReader log(logPath);
+    if (!log.IsOpen()) {
+        return;
+    }
+    std::wstring line;
+    std::wstring_view rest;
+    while (log.ReadLine(line)) {
+        if (MatchLogPrefix(line, kShellLinkPrefix, rest) && IsShortcutFileName(rest)) {
+            ::DeleteFileW(std::wstring(rest).c_str());  // a shortcut that will not go stays, unscheduled
+        }
+    }
+    log.Rewind();
+    while (log.ReadLine(line)) {
+        if (MatchLogPrefix(line, kMadeDirPrefix, rest)) {
+            RemoveMadeFolderAndEmptyParents(std::wstring(rest));
+        }
+    }
+}
+
+void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& productFolder, const wchar_t* onlyPrefix)
+{
+    InstallLogReader log(logPath);
+    if (!log.IsOpen()) {
+        return;
+    }
+    // "File Copy prt: " files were put beside the product folder, yet they are
+    // looked for inside it like all the others: a copy up there is left alone.
+    std::vector<const wchar_t*> prefixes;
+    if (onlyPrefix) {
+        prefixes = {onlyPrefix};
+    } else {
+        prefixes = {kFileCopyPrefix,     kFileCopyX64Prefix,   kFileCopyIndPrefix,
+                    kFileCopyPrtPrefix,  kFileOverwritePrefix, kFileDelPrefix};
+    }
+
+    std::wstring line;
+    std::wstring_view rest;
+    while (log.ReadLine(line)) {
+        for (const wchar_t* prefix : prefixes) {
+            if (!MatchLogPrefix(line, prefix, rest)) {
+                continue;
+            }
+            const std::wstring name = FileEntryInstalledName(line, prefix);
+            // A name that would reach out of the product folder is not ours to delete.
+            if (IsConfinedRelativeName(name)) {
+                DeleteMatchingFiles(productFolder, name);
+            }
+        }
+    }
+
+    // Log order: a parent listed before its children fails while they are
+    // still there and goes at the restart, after them.
+    log.Rewind();
+    while (log.ReadLine(line)) {
+        if (MatchLogPrefix(line, kMakeDirPrefix, rest) && IsConfinedRelativeName(rest)) {
+            const std::wstring folder = productFolder + L"\\" + std::wstring(rest);
+            if (!::RemoveDirectoryW(folder.c_str())) {
+                DeleteAtRestart(folder.c_str());  // result unused: nothing more can be done
+            }
+        }
+    }
+}
+
+void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
+{
+    WIN32_FIND_DATAW found = {};
+    UniqueFindHandle search(::FindFirstFileW(JoinPath(folder, name).c_str(), &found));
+    if (!search) {
+        return;
+    }
+    // The search answers bare names; the folder part of a pattern such as
+    // "sub\*.dat" has to be put back in front of them.
+    const std::size_t lastBackslash = name.rfind(L'\\');
+    const std::wstring base =
+        JoinPath(folder, lastBackslash == std::wstring::npos ? std::wstring() : name.substr(0, lastBackslash + 1));
+    do {
+        // "." and ".." and matching folders are not skipped: they fail the
+        // deletion and are left to the restart like a file in use.
+        const std::wstring path = base + found.cFileName;
+        ClearReadOnlyAndHidden(path);
+        if (!::DeleteFileW(path.c_str())) {
+            DeleteAtRestart(path.c_str());  // result unused: nothing more can be done
+        }
+    } while (::FindNextFileW(search.Get(), &found));
+}
