@@ -1,16 +1,197 @@
+// Start-up as a user meets it: the program started the way Windows starts
+// it, its message boxes answered, its effects read from disk and registry.
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 
 #include <gtest/gtest.h>
 
-TEST(Harness, SetupRunsUnderWine)
+namespace {
+
+constexpr wchar_t kConfirmUninstall[] = L"This will completely uninstall Pixvane 8.\nDo you want to continue?";
+constexpr wchar_t kUninstallDone[] =
+    L"Pixvane 8 has been completely uninstalled from this computer.\n\nIf some Pixvane files could not be deleted "
+    L"at this time, they will be removed upon the reboot of this computer.";
+constexpr wchar_t kThumb32Class[] = L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E401}";
+constexpr wchar_t kThumbXP32Class[] = L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}";
+constexpr DWORD kBoxWaitMs = 15000;
+constexpr DWORD kProcessWaitMs = 30000;
+
+// A product folder as far as start-up cares: the uninstaller, the two
+// thumbnail-handler libraries and one payload file.
+struct ProductFolder {
+    std::wstring folder;
+    std::wstring uninstaller;
+};
+
+ProductFolder MakeProductFolder(const std::wstring& name)
 {
-    const std::wstring folder = MakeScratchFolder(L"harness");
-    ASSERT_TRUE(::CopyFileW(PackagePath(L"setup.exe").c_str(), (folder + L"\\PxvUnInst.exe").c_str(), FALSE));
-    ChildProcess setup;
-    ASSERT_TRUE(setup.Start(L"\"" + folder + L"\\PxvUnInst.exe\""));
-    auto box = AnswerMessageBox(IDNO, 10000, setup.Id());
+    ProductFolder product;
+    product.folder = MakeScratchFolder(name) + L"\\Pixvane 8";
+    MakeFolders(product.folder);
+    product.uninstaller = product.folder + L"\\PxvUnInst.exe";
+    ::CopyFileW(PackagePath(L"setup.exe").c_str(), product.uninstaller.c_str(), FALSE);
+    for (const wchar_t* file : {L"ThumbPvi32.dll", L"ThumbPviXP32.dll", L"ReadMe-8.txt"}) {
+        ::CopyFileW(PackagePath(file).c_str(), (product.folder + L"\\" + file).c_str(), FALSE);
+    }
+    return product;
+}
+
+std::wstring Quoted(const std::wstring& path)
+{
+    return L"\"" + path + L"\"";
+}
+
+void Register(const std::wstring& library)
+{
+    ASSERT_EQ(RunToEnd(L"regsvr32.exe /s " + Quoted(library)), 0);
+}
+
+// The second stage runs on after the first has ended: wait for it too, so
+// that it cannot reach into the next test.
+void WaitForSecondStage()
+{
+    EXPECT_TRUE(WaitForNoProcesses(L"uni", L".tmp", kProcessWaitMs));
+}
+
+std::wstring CopyOfSetupNamed(const std::wstring& folder, const std::wstring& name)
+{
+    const std::wstring path = folder + L"\\" + name;
+    ::CopyFileW(PackagePath(L"setup.exe").c_str(), path.c_str(), FALSE);
+    return path;
+}
+
+}  // namespace
+
+TEST(UninstallConfirmation, AskedWithYesAndNoAndDecliningChangesNothing)
+{
+    const ProductFolder product = MakeProductFolder(L"confirm-no");
+    ChildProcess uninstaller;
+    ASSERT_TRUE(uninstaller.Start(Quoted(product.uninstaller)));
+
+    const auto box = AnswerMessageBox(IDNO, kBoxWaitMs, uninstaller.Id());
     ASSERT_TRUE(box);
-    EXPECT_EQ(box->text, L"This will completely uninstall Pixvane 8.\nDo you want to continue?");
-    EXPECT_EQ(setup.Wait(10000), 0);
+    EXPECT_EQ(box->text, kConfirmUninstall);
+    EXPECT_TRUE(box->hasYes && box->hasNo && !box->hasOk);
+    EXPECT_EQ(box->defaultButton, IDNO);
+    EXPECT_TRUE(box->hasIcon);
+
+    EXPECT_EQ(uninstaller.Wait(kProcessWaitMs), 0);
+    EXPECT_TRUE(FindProcesses(L"uni", L".tmp").empty());
+    EXPECT_TRUE(FileExists(product.uninstaller));
+    EXPECT_TRUE(FileExists(product.folder + L"\\ReadMe-8.txt"));
+}
+
+TEST(UninstallConfirmation, YesHandsOverToATemporaryCopyThatDeletesTheUninstaller)
+{
+    const ProductFolder product = MakeProductFolder(L"confirm-yes");
+    ChildProcess uninstaller;
+    ASSERT_TRUE(uninstaller.Start(Quoted(product.uninstaller)));
+    ASSERT_TRUE(AnswerMessageBox(IDYES, kBoxWaitMs, uninstaller.Id()));
+
+    EXPECT_TRUE(WaitUntil([&] { return !FileExists(product.uninstaller); }, kProcessWaitMs));
+    WaitForSecondStage();
+    // The copy cannot delete its own running file: it is left to the restart.
+    const std::wstring pending = PendingFileRenames();
+    EXPECT_NE(pending.find(L"\\uni"), std::wstring::npos) << "pending: " << std::string(pending.begin(), pending.end());
+}
+
+TEST(UninstallConfirmation, ALicensedCopyIsRemovedWithoutAskingUnlessVerbose)
+{
+    const ProductFolder product = MakeProductFolder(L"licensed");
+    WriteTextFile(product.folder + L"\\owner.pv8lic", "licence");
+
+    ChildProcess verbose;
+    ASSERT_TRUE(verbose.Start(Quoted(product.uninstaller) + L" -v"));
+    const auto box = AnswerMessageBox(IDNO, kBoxWaitMs, verbose.Id());
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->text, kConfirmUninstall);
+    EXPECT_EQ(verbose.Wait(kProcessWaitMs), 0);
+
+    ChildProcess silent;
+    ASSERT_TRUE(silent.Start(Quoted(product.uninstaller) + L" -s"));
+    EXPECT_TRUE(NoMessageBoxWithin(3000));
+    EXPECT_TRUE(WaitUntil([&] { return !FileExists(product.uninstaller); }, kProcessWaitMs));
+    WaitForSecondStage();
+    EXPECT_TRUE(NoMessageBoxWithin(500));
+}
+
+TEST(ModeDecision, OnlyTheExactSelfRemovalRequestSkipsTheConfirmation)
+{
+    const ProductFolder product = MakeProductFolder(L"mode-delself");
+    for (const wchar_t* arguments : {L" -DELSELF C:\\pxtest\\x\\PxvUnInst.exe", L" -delself"}) {
+        ChildProcess uninstaller;
+        ASSERT_TRUE(uninstaller.Start(Quoted(product.uninstaller) + arguments));
+        const auto box = AnswerMessageBox(IDNO, kBoxWaitMs, uninstaller.Id());
+        ASSERT_TRUE(box) << "no confirmation for" << arguments;
+        EXPECT_EQ(box->text, kConfirmUninstall);
+        EXPECT_EQ(uninstaller.Wait(kProcessWaitMs), 0);
+    }
+    EXPECT_TRUE(FileExists(product.uninstaller));
+}
+
+TEST(ModeDecision, AProgramNamedLikeSetupInstallsAndNeverAsksToUninstall)
+{
+    const std::wstring folder = MakeScratchFolder(L"mode-mysetup");
+    const std::wstring mySetup = CopyOfSetupNamed(folder, L"MySetup.EXE");
+    ChildProcess setup;
+    ASSERT_TRUE(setup.Start(Quoted(mySetup)));
+    EXPECT_EQ(setup.Wait(kProcessWaitMs), 0);
+    EXPECT_TRUE(NoMessageBoxWithin(500));
+    EXPECT_TRUE(FileExists(mySetup));
+}
+
+TEST(SelfRemovalCopy, UnregistersTheHandlerDeletesTheFirstStageAndSchedulesItself)
+{
+    const ProductFolder product = MakeProductFolder(L"copy-steps");
+    Register(product.folder + L"\\ThumbPvi32.dll");
+    Register(product.folder + L"\\ThumbPviXP32.dll");
+    ASSERT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, kThumb32Class));
+    const std::wstring copy = CopyOfSetupNamed(MakeScratchFolder(L"copy-steps-temp"), L"uni5A.tmp");
+
+    ChildProcess second;
+    ASSERT_TRUE(second.Start(Quoted(copy) + L" -delself " + Quoted(product.uninstaller) + L" -s"));
+    EXPECT_EQ(second.Wait(kProcessWaitMs), 0);
+
+    EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, kThumb32Class));
+    EXPECT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, kThumbXP32Class)) << "only the library of this Windows version";
+    EXPECT_FALSE(FileExists(product.uninstaller));
+    EXPECT_NE(PendingFileRenames().find(copy), std::wstring::npos);
+    EXPECT_TRUE(NoMessageBoxWithin(200));
+    RunToEnd(L"regsvr32.exe /s /u " + Quoted(product.folder + L"\\ThumbPviXP32.dll"));
+}
+
+TEST(SelfRemovalCopy, ReportsTheEndOnlyWhenItsOwnCommandLineSaysVerbose)
+{
+    const ProductFolder product = MakeProductFolder(L"copy-verbose");
+    const std::wstring copy = CopyOfSetupNamed(MakeScratchFolder(L"copy-verbose-temp"), L"uni5B.tmp");
+
+    ChildProcess second;
+    ASSERT_TRUE(second.Start(Quoted(copy) + L" -delself " + Quoted(product.uninstaller) + L" -v"));
+    const auto box = AnswerMessageBox(IDOK, kBoxWaitMs, second.Id());
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->text, kUninstallDone);
+    EXPECT_TRUE(box->hasOk && !box->hasYes);
+    EXPECT_FALSE(box->hasIcon);
+    EXPECT_EQ(second.Wait(kProcessWaitMs), 0);
+    EXPECT_FALSE(FileExists(product.uninstaller));
+}
+
+TEST(SelfRemovalCopy, OnOlderWindowsUnregistersTheXpHandler)
+{
+    const ProductFolder product = MakeProductFolder(L"copy-xp");
+    Register(product.folder + L"\\ThumbPvi32.dll");
+    Register(product.folder + L"\\ThumbPviXP32.dll");
+    const std::wstring copy = CopyOfSetupNamed(MakeScratchFolder(L"copy-xp-temp"), L"uni5C.tmp");
+    // Wine answers this one program as Windows XP.
+    const std::wstring appDefaults = L"Software\\Wine\\AppDefaults\\uni5C.tmp";
+    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, appDefaults, L"Version", L"winxp64"));
+
+    ChildProcess second;
+    ASSERT_TRUE(second.Start(Quoted(copy) + L" -delself " + Quoted(product.uninstaller)));
+    EXPECT_EQ(second.Wait(kProcessWaitMs), 0);
+    DeleteRegTree(HKEY_CURRENT_USER, appDefaults);
+
+    EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, kThumbXP32Class));
+    EXPECT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, kThumb32Class));
+    RunToEnd(L"regsvr32.exe /s /u " + Quoted(product.folder + L"\\ThumbPvi32.dll"));
 }

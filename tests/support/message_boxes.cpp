@@ -32,14 +32,25 @@ BOOL CALLBACK FindSetupBox(HWND window, LPARAM param)
     return FALSE;
 }
 
-bool IconIs(HWND box, const wchar_t* iconId)
+// Whether the box shows an icon. Which icon cannot be told from another
+// process under Wine: each process loads its own copy and, without a
+// display, icons have no pixels to compare.
+bool HasIcon(HWND box)
 {
     HWND icon = ::GetDlgItem(box, kMessageIconControl);
-    if (!icon) {
-        return false;
+    return icon && ::IsWindowVisible(icon) && ::SendMessageW(icon, STM_GETICON, 0, 0) != 0;
+}
+
+// The button drawn as the default one.
+int DefaultButtonOf(HWND box)
+{
+    for (int id : {IDOK, IDCANCEL, IDABORT, IDRETRY, IDIGNORE, IDYES, IDNO}) {
+        HWND button = ::GetDlgItem(box, id);
+        if (button && (::GetWindowLongW(button, GWL_STYLE) & 0x0F) == BS_DEFPUSHBUTTON) {
+            return id;
+        }
     }
-    const auto shown = reinterpret_cast<HICON>(::SendMessageW(icon, STM_GETICON, 0, 0));
-    return shown != nullptr && shown == ::LoadIconW(nullptr, iconId);
+    return 0;
 }
 
 }  // namespace
@@ -65,9 +76,8 @@ std::optional<SeenMessageBox> WaitForMessageBox(DWORD timeoutMs, DWORD processId
     box.hasOk = ::GetDlgItem(box.window, IDOK) != nullptr;
     box.hasYes = ::GetDlgItem(box.window, IDYES) != nullptr;
     box.hasNo = ::GetDlgItem(box.window, IDNO) != nullptr;
-    box.defaultButton = LOWORD(::SendMessageW(box.window, DM_GETDEFID, 0, 0));
-    box.exclamationIcon = IconIs(box.window, IDI_EXCLAMATION);
-    box.informationIcon = IconIs(box.window, IDI_INFORMATION);
+    box.defaultButton = DefaultButtonOf(box.window);
+    box.hasIcon = HasIcon(box.window);
     return box;
 }
 

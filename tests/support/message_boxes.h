@@ -15,8 +15,7 @@ struct SeenMessageBox {
     bool hasYes = false;
     bool hasNo = false;
     int defaultButton = 0;  // IDOK, IDYES, IDNO...
-    bool exclamationIcon = false;
-    bool informationIcon = false;
+    bool hasIcon = false;
 };
 
 // The first "Pixvane Setup" box shown within timeoutMs, by processId when it

@@ -1,6 +1,7 @@
 #include "support/test_env.h"
 
 #include <shellapi.h>
+#include <tlhelp32.h>
 
 #include <cstdio>
 #include <vector>
@@ -145,6 +146,32 @@ int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
         return -1;
     }
     return child.Wait(timeoutMs);
+}
+
+std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix)
+{
+    std::vector<DWORD> found;
+    UniqueHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    if (!snapshot || snapshot.Get() == INVALID_HANDLE_VALUE) {
+        snapshot.Detach();
+        return found;
+    }
+    PROCESSENTRY32W entry = {};
+    entry.dwSize = sizeof(entry);
+    for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
+        const std::wstring name = entry.szExeFile;
+        if (name.size() >= prefix.size() + suffix.size() &&
+            ::_wcsnicmp(name.c_str(), prefix.c_str(), prefix.size()) == 0 &&
+            ::_wcsicmp(name.c_str() + name.size() - suffix.size(), suffix.c_str()) == 0) {
+            found.push_back(entry.th32ProcessID);
+        }
+    }
+    return found;
+}
+
+bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD timeoutMs)
+{
+    return WaitUntil([&] { return FindProcesses(prefix, suffix).empty(); }, timeoutMs);
 }
 
 namespace {

@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <string>
+#include <vector>
 
 // A file of this build tree (e.g. L"package\\setup.exe") as a Windows path.
 std::wstring BuildPath(const std::wstring& relative);
@@ -61,6 +62,13 @@ bool WaitUntil(Predicate predicate, DWORD timeoutMs)
     }
     return true;
 }
+
+// Process ids of running programs whose file name starts with prefix and
+// ends with suffix (case-insensitive), e.g. the uninstaller's "uni*.tmp" copies.
+std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix);
+
+// Waits until no such program runs; false when one still runs after timeoutMs.
+bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD timeoutMs);
 
 // Registry helpers for tests; all work on the 64-bit view.
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value);
