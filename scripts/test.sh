@@ -1,0 +1,17 @@
+#!/bin/bash
+# Builds everything and runs every test: the text logic natively under
+# AddressSanitizer and UBSan, then the Windows tests under Wine in a fresh
+# throwaway prefix, with a virtual X display for the dialogs.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+"$root/scripts/deps.sh"
+"$root/scripts/build.sh"
+echo "== Native tests (sanitizers)"
+(cd "$root/build/native" && ctest --output-on-failure --timeout 120)
+echo "== Windows tests under Wine"
+cd "$root/build/win"
+if [ "${SETUP_TEST_HEADLESS:-}" = 1 ]; then
+    (unset DISPLAY; ctest --output-on-failure)
+else
+    xvfb-run -a -s "-screen 0 1024x768x24" ctest --output-on-failure
+fi
