@@ -1,0 +1,188 @@
+// The instance registry inside one process, under names of its own so that
+// the real registry is not disturbed.
+#include "app/instance_manager.h"
+
+#include "app/instance_registry_helpers.h"
+#include "support/test_env.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace {
+
+using Ids = std::vector<uint32_t>;
+
+Ids ListOf(COXInstanceManager& registry)
+{
+    Ids ids;
+    EXPECT_TRUE(registry.GetInstanceList(ids));
+    return ids;
+}
+
+class InstanceRegistry : public ::testing::Test {
+protected:
+    void TearDown() override { DiscardThreadMessages(); }
+    const DWORD m_self = ::GetCurrentProcessId();
+};
+
+}  // namespace
+
+TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
+{
+    COXInstanceManager registry(L"Test.Pixvane.Layout", 1024, true);
+    RawInstanceMapping raw(L"Test.Pixvane.Layout");
+    ASSERT_TRUE(raw.IsOpen());
+    // 4008 and 1024 both round to one 64 KB granule.
+    EXPECT_EQ(raw.Size(), 131072u);
+    EXPECT_EQ(raw.Word(0), 1u);
+    EXPECT_EQ(raw.Word(4), 1u);
+    EXPECT_EQ(raw.Slot(0), m_self);
+    for (size_t slot = 1; slot < 1000; ++slot) {
+        ASSERT_EQ(raw.Slot(slot), 0u) << slot;
+    }
+
+    registry.AddInstance(1001);
+    registry.AddInstance(1002);
+    EXPECT_TRUE(registry.RemoveInstance(m_self));
+    EXPECT_EQ(raw.Word(4), 2u);
+    EXPECT_EQ(raw.Slot(0), 1001u);
+    EXPECT_EQ(raw.Slot(1), 1002u);
+    EXPECT_EQ(raw.Slot(2), 1002u);  // the stale copy the product also leaves
+    EXPECT_EQ(raw.Slot(3), 0u);
+
+    // The second area starts at the rounded list size and is the same memory.
+    auto* additional = static_cast<uint8_t*>(registry.MapAdditionalArea());
+    ASSERT_NE(additional, nullptr);
+    EXPECT_EQ(registry.MapAdditionalArea(), additional);
+    additional[0] = 0xAB;
+    additional[65535] = 0xCD;
+    EXPECT_EQ(raw.Bytes()[65536], 0xAB);
+    EXPECT_EQ(raw.Bytes()[131071], 0xCD);
+}
+
+TEST_F(InstanceRegistry, ALaterMemberFindsTheListAsItIsAndLeavingTakesItsIdOut)
+{
+    COXInstanceManager first(L"Test.Pixvane.Existing", 1024, false);
+    EXPECT_EQ(first.GetInstanceCount(), 0u);
+    first.SetMaxInstances(5, false);
+    {
+        // All have left, the mapping is still there: joining makes one member.
+        COXInstanceManager second(L"Test.Pixvane.Existing", 1024, true);
+        EXPECT_EQ(second.GetMaxInstances(), 5u);
+        EXPECT_EQ(ListOf(first), Ids{m_self});
+    }
+    EXPECT_EQ(first.GetInstanceCount(), 0u);
+}
+
+TEST_F(InstanceRegistry, AFullListRefusesTheNextMemberAndItsLastRemovalStaysInTheArea)
+{
+    COXInstanceManager registry(L"Test.Pixvane.Full", 1024, false);
+    RawInstanceMapping raw(L"Test.Pixvane.Full");
+    ASSERT_TRUE(raw.IsOpen());
+    // 999 members written directly: joining one by one would post half a
+    // million notifications.
+    for (uint32_t slot = 0; slot < 999; ++slot) {
+        raw.SetSlot(slot, kAbsentProcessId + 2 * slot);
+    }
+    raw.SetWord(4, 999);
+    raw.SetWord(4008, 0xFFFFFFFF);
+
+    EXPECT_TRUE(registry.AddInstance(m_self));
+    EXPECT_FALSE(registry.AddInstance(4));
+    EXPECT_EQ(registry.GetInstanceCount(), 1000u);
+    EXPECT_EQ(raw.Slot(999), m_self);
+
+    EXPECT_TRUE(registry.RemoveInstance(m_self));
+    EXPECT_EQ(raw.Word(4008), 0u);  // one past the 1000 slots
+    EXPECT_EQ(raw.Slot(999), m_self);
+    EXPECT_EQ(registry.GetInstanceCount(), 999u);
+}
+
+TEST_F(InstanceRegistry, PostsWhoJoinsAndLeavesToTheOtherMembersMainWindows)
+{
+    COXInstanceManager registry(L"Test.Pixvane.Notify", 1024, true);
+    TestWindow main(L"Pixvane 8 - picture.png");
+    MSG message;
+
+    EXPECT_TRUE(registry.AddInstance(1004));
+    ASSERT_TRUE(main.TakePosted(kInstanceJoinedMessage, message));
+    EXPECT_EQ(message.lParam, 1004);
+    EXPECT_EQ(message.wParam, 0u);
+    EXPECT_FALSE(main.TakePosted(kInstanceJoinedMessage, message));
+
+    EXPECT_TRUE(registry.RemoveInstance(1004));
+    ASSERT_TRUE(main.TakePosted(kInstanceLeftMessage, message));
+    EXPECT_EQ(message.lParam, 1004);
+
+    // Nobody left who was not there: nothing posted.
+    EXPECT_FALSE(registry.RemoveInstance(1004));
+    EXPECT_FALSE(main.TakePosted(kInstanceLeftMessage, message));
+}
+
+TEST(InstanceWindowSearch, TakesOnlyAnUnownedNonToolWindowTitledLikeTheProduct)
+{
+    const DWORD self = ::GetCurrentProcessId();
+    TestWindow later(L"Capture - Pixvane 8");
+    TestWindow tool(L"Pixvane 8 - tools", WS_EX_TOOLWINDOW);
+    TestWindow owner(L"Capture owner");
+    TestWindow owned(L"Pixvane 8 - options", 0, owner.Get());
+    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(self), nullptr);
+
+    TestWindow main(L"Pixvane 8 - picture.png");
+    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(self), main.Get());
+    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(kAbsentProcessId), nullptr);
+}
+
+TEST_F(InstanceRegistry, ClosesTheSurplusFromTheNewestOnAndItselfOnlyWhenShort)
+{
+    ChildProcess product;
+    ASSERT_TRUE(product.Start(L"\"" + PackagePath(L"Pixvn8.exe") + L"\""));
+    ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
+    TestWindow main(L"Pixvane 8 - untitled");
+
+    COXInstanceManager registry(L"Test.Pixvane.Surplus", 1024, false);
+    for (DWORD member : {static_cast<DWORD>(product.Id()), m_self, static_cast<DWORD>(kAbsentProcessId)}) {
+        registry.AddInstance(member);
+    }
+    MSG message;
+
+    // Only an enabled window is asked.
+    ::EnableWindow(main.Get(), FALSE);
+    EXPECT_FALSE(registry.CloseInstance(m_self));
+    ::EnableWindow(main.Get(), TRUE);
+    EXPECT_TRUE(registry.CloseInstance(m_self));
+    ASSERT_TRUE(main.TakePosted(WM_CLOSE, message));
+    EXPECT_EQ(message.wParam, 0u);
+
+    EXPECT_TRUE(registry.ActivateFirstInstance(false));  // one allowed, three present
+    // Three present, one allowed: the dead member cannot be asked, this
+    // process is passed over, the product closes, and with one still too
+    // many this process is asked last.
+    EXPECT_TRUE(registry.SetMaxInstances(1, true));
+    EXPECT_EQ(registry.GetMaxInstances(), 1u);
+    EXPECT_EQ(product.Wait(10000), 0);
+    EXPECT_TRUE(main.TakePosted(WM_CLOSE, message));
+
+    // Enough allowed: nobody is asked.
+    EXPECT_TRUE(registry.SetMaxInstances(3, true));
+    EXPECT_FALSE(main.TakePosted(WM_CLOSE, message));
+    EXPECT_FALSE(registry.ActivateFirstInstance(true));
+    registry.SetMaxInstances(2, false);
+    EXPECT_TRUE(registry.ActivateFirstInstance(false));
+}
+
+TEST(InstanceRegistryWithoutMapping, AnswersNothingAndChangesNothing)
+{
+    // No such object folder: neither the mapping nor the mutexes can be made.
+    COXInstanceManager registry(L"Test.Pixvane\\no\\such\\folder", 1024, true);
+    std::vector<uint32_t> ids{7};
+    EXPECT_EQ(registry.GetInstanceCount(), 0u);
+    EXPECT_FALSE(registry.GetInstanceList(ids));
+    EXPECT_EQ(ids, std::vector<uint32_t>{7});
+    EXPECT_FALSE(registry.AddInstance(8));
+    EXPECT_FALSE(registry.SetMaxInstances(2, true));
+    EXPECT_EQ(registry.GetMaxInstances(), 0u);
+    EXPECT_FALSE(registry.ActivateFirstInstance(true));
+    EXPECT_EQ(registry.MapAdditionalArea(), nullptr);
+}

@@ -1,0 +1,90 @@
+// What the running-instance tests share: the registry's raw mapping as another
+// participant sees it, and plain windows of the test process.
+#pragma once
+
+#include "system/handles.h"
+
+#include <windows.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+// A registry's mapping opened by name and viewed whole, as the product would.
+class RawInstanceMapping {
+public:
+    explicit RawInstanceMapping(const std::wstring& registryName)
+        : m_mapping(::OpenFileMappingW(FILE_MAP_ALL_ACCESS, FALSE,
+                                       (L"Local\\COXInstanceManager_FileMap_" + registryName).c_str())),
+          m_view(m_mapping ? ::MapViewOfFile(m_mapping.Get(), FILE_MAP_ALL_ACCESS, 0, 0, 0) : nullptr)
+    {
+    }
+
+    bool IsOpen() const { return m_view.IsValid(); }
+
+    // The size the creator gave the mapping.
+    size_t Size() const
+    {
+        MEMORY_BASIC_INFORMATION info = {};
+        ::VirtualQuery(m_view.Get(), &info, sizeof(info));
+        return info.RegionSize;
+    }
+
+    uint8_t* Bytes() const { return static_cast<uint8_t*>(m_view.Get()); }
+
+    uint32_t Word(size_t offset) const
+    {
+        const uint8_t* at = Bytes() + offset;
+        return at[0] | at[1] << 8 | at[2] << 16 | static_cast<uint32_t>(at[3]) << 24;
+    }
+
+    void SetWord(size_t offset, uint32_t value)
+    {
+        for (size_t i = 0; i < 4; ++i) {
+            Bytes()[offset + i] = static_cast<uint8_t>(value >> (8 * i));
+        }
+    }
+
+    uint32_t Slot(size_t position) const { return Word(8 + 4 * position); }
+    void SetSlot(size_t position, uint32_t id) { SetWord(8 + 4 * position, id); }
+
+private:
+    UniqueHandle m_mapping;
+    UniqueMappedView m_view;
+};
+
+// A hidden top-level window of the test process; what it is sent stays in
+// the queue, to be looked at with TakePosted.
+class TestWindow {
+public:
+    TestWindow(const wchar_t* title, DWORD extendedStyle = 0, HWND owner = nullptr)
+        : m_window(::CreateWindowExW(extendedStyle, L"STATIC", title, WS_OVERLAPPED, 0, 0, 50, 50, owner, nullptr,
+                                     nullptr, nullptr))
+    {
+    }
+    TestWindow(const TestWindow&) = delete;
+    TestWindow& operator=(const TestWindow&) = delete;
+    ~TestWindow() { ::DestroyWindow(m_window); }
+
+    HWND Get() const { return m_window; }
+
+    // Takes the next posted message of that kind from the queue; false when none waits.
+    bool TakePosted(UINT message, MSG& taken) const
+    {
+        return ::PeekMessageW(&taken, m_window, message, message, PM_REMOVE) != 0;
+    }
+
+private:
+    HWND m_window;
+};
+
+// Process ids are multiples of 4: odd ones stand for members long gone.
+constexpr uint32_t kAbsentProcessId = 0x7FFF0001;
+
+// Thread messages (null window) posted to members without a window.
+inline void DiscardThreadMessages()
+{
+    MSG message;
+    while (::PeekMessageW(&message, reinterpret_cast<HWND>(-1), 0, 0, PM_REMOVE)) {
+    }
+}
