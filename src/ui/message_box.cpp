@@ -2,6 +2,9 @@
 
 #include "ui/resource.h"
 
+#include <cstdarg>
+#include <cwchar>
+
 namespace {
 
 std::wstring LoadIntoBuffer(UINT id, size_t chars)
@@ -16,6 +19,19 @@ std::wstring LoadIntoBuffer(UINT id, size_t chars)
 std::wstring LoadMessageText(UINT id)
 {
     return LoadIntoBuffer(id, kMessageChars);
+}
+
+std::wstring FormatMessageText(UINT id, ...)
+{
+    const std::wstring format = LoadMessageText(id);
+    wchar_t text[kMessageChars] = {};
+    va_list values;
+    va_start(values, id);
+    // The runtime's own formatter: its "%s" in a wide format is a wide string
+    // with MSVC and MinGW alike, where the C99 one would read a narrow one.
+    _vsnwprintf(text, kMessageChars - 1, format.c_str(), values);
+    va_end(values);
+    return text;
 }
 
 int ShowMessageText(const std::wstring& text, UINT type)

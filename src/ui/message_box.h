@@ -11,6 +11,10 @@ constexpr size_t kMessageChars = 256;
 // A catalogue text as start-up loads it: at most kMessageChars - 1 characters.
 std::wstring LoadMessageText(UINT id);
 
+// Catalogue text id with its placeholders filled, at most kMessageChars - 1
+// characters. "%s" takes a wide string, as everywhere in the catalogue.
+std::wstring FormatMessageText(UINT id, ...);
+
 // Shows text under caption text 2, with no owner window; returns the button pressed.
 int ShowMessageText(const std::wstring& text, UINT type);
 

@@ -1,15 +1,18 @@
-# Windows tests run through wine-run.sh, which keeps one throwaway prefix per
-# build tree and starts every ctest run from a fresh copy of it.
-set(SETUP_WINE_DIR ${CMAKE_BINARY_DIR}/wine)
-configure_file(${CMAKE_CURRENT_LIST_DIR}/wine-run.sh.in ${CMAKE_BINARY_DIR}/wine-run.sh @ONLY
-  FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
-set(SETUP_WINE_RUN ${CMAKE_BINARY_DIR}/wine-run.sh CACHE INTERNAL "")
-set(CMAKE_CROSSCOMPILING_EMULATOR ${SETUP_WINE_RUN})
+# Cross-built, the Windows tests run through wine-run.sh, which keeps one
+# throwaway prefix per build tree and starts every ctest run from a fresh copy
+# of it. Built on Windows itself they run as they are.
+if(CMAKE_CROSSCOMPILING)
+  set(SETUP_WINE_DIR ${CMAKE_BINARY_DIR}/wine)
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/wine-run.sh.in ${CMAKE_BINARY_DIR}/wine-run.sh @ONLY
+    FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  set(SETUP_WINE_RUN ${CMAKE_BINARY_DIR}/wine-run.sh CACHE INTERNAL "")
+  set(CMAKE_CROSSCOMPILING_EMULATOR ${SETUP_WINE_RUN})
 
-add_test(NAME wine.prefix.fresh COMMAND ${SETUP_WINE_RUN} --fresh-prefix)
-set_tests_properties(wine.prefix.fresh PROPERTIES FIXTURES_SETUP WinePrefix TIMEOUT 300)
-add_test(NAME wine.server.stop COMMAND ${SETUP_WINE_RUN} --stop)
-set_tests_properties(wine.server.stop PROPERTIES FIXTURES_CLEANUP WinePrefix TIMEOUT 120)
+  add_test(NAME wine.prefix.fresh COMMAND ${SETUP_WINE_RUN} --fresh-prefix)
+  set_tests_properties(wine.prefix.fresh PROPERTIES FIXTURES_SETUP WinePrefix TIMEOUT 300)
+  add_test(NAME wine.server.stop COMMAND ${SETUP_WINE_RUN} --stop)
+  set_tests_properties(wine.server.stop PROPERTIES FIXTURES_CLEANUP WinePrefix TIMEOUT 120)
+endif()
 
 file(GLOB TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*.cpp)
 add_library(test_support STATIC ${TEST_SUPPORT_SOURCES})
