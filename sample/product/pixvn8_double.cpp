@@ -23,38 +23,58 @@ std::wstring OwnFolder()
     return folder.substr(0, folder.find_last_of(L'\\'));
 }
 
-// Appends one line to C:\ProgramData\Pixvn8Double\<fileName>.
-void AppendRecord(const wchar_t* fileName, const std::wstring& line)
+// C:\ProgramData\Pixvn8Double, where the records go.
+std::wstring RecordFolder()
 {
     wchar_t common[MAX_PATH] = {};
     if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, 0, common))) {
-        return;
+        return {};
     }
     const std::wstring folder = std::wstring(common) + L"\\Pixvn8Double";
     ::CreateDirectoryW(folder.c_str(), nullptr);
-    FILE* log = ::_wfopen((folder + L"\\" + fileName).c_str(), L"at");
-    if (!log) {
-        return;
-    }
-    std::fwprintf(log, L"%ls\n", line.c_str());
-    std::fclose(log);
+    return folder;
 }
 
 // calls.log: one line per registration run.
 void RecordCall(const wchar_t* what)
 {
-    AppendRecord(L"calls.log", std::wstring(what) + L" " + OwnFolder());
+    const std::wstring folder = RecordFolder();
+    FILE* log = folder.empty() ? nullptr : ::_wfopen((folder + L"\\calls.log").c_str(), L"at");
+    if (!log) {
+        return;
+    }
+    std::fwprintf(log, L"%ls %ls\n", what, OwnFolder().c_str());
+    std::fclose(log);
 }
 
-// messages.log: "<event> <own id> [<other id>]" for each registry message and
-// for setup's close request, so that a test can tell a polite close from a kill.
-void RecordMessage(const wchar_t* event, LPARAM other, bool withOther)
+// messages.log, open for appending while the window lives: setup ends the
+// process 10 ms after asking it to close, too soon to look up and open a file.
+UniqueFileHandle g_messagesLog;
+
+void OpenMessagesLog()
 {
-    std::wstring line = std::wstring(event) + L" " + std::to_wstring(::GetCurrentProcessId());
-    if (withOther) {
-        line += L" " + std::to_wstring(static_cast<DWORD>(other));
+    const std::wstring folder = RecordFolder();
+    if (!folder.empty()) {
+        g_messagesLog.Reset(::CreateFileW((folder + L"\\messages.log").c_str(), FILE_APPEND_DATA,
+                                          FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                          OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     }
-    AppendRecord(L"messages.log", line);
+}
+
+// "<event> <own id> [<other id>]" for each registry message and for setup's
+// close request, so that a test can tell a polite close from a kill.
+void RecordMessage(const char* event, LPARAM other, bool withOther)
+{
+    std::string line = event;
+    line += ' ';
+    line += std::to_string(::GetCurrentProcessId());
+    if (withOther) {
+        line += ' ';
+        line += std::to_string(static_cast<DWORD>(other));
+    }
+    line += "\r\n";
+    DWORD written = 0;
+    ::WriteFile(g_messagesLog.Get(), line.data(), static_cast<DWORD>(line.size()), &written, nullptr);
 }
 
 constexpr WPARAM kCloseFromSetup = 1001;
@@ -63,15 +83,15 @@ LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM
 {
     switch (message) {
     case kInstanceJoinedMessage:
-        RecordMessage(L"joined", lParam, true);
+        RecordMessage("joined", lParam, true);
         return 0;
     case kInstanceLeftMessage:
-        RecordMessage(L"left", lParam, true);
+        RecordMessage("left", lParam, true);
         return 0;
     case WM_CLOSE:
         // Setup ends the process 10 ms after asking, so the record comes first.
         if (wParam == kCloseFromSetup) {
-            RecordMessage(L"close-1001", 0, false);
+            RecordMessage("close-1001", 0, false);
         }
         break;
     case WM_DESTROY:
@@ -86,6 +106,7 @@ LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM
 int RunMainWindow(HINSTANCE instance)
 {
     // Joined only by the windowed run: the registration runs are not instances.
+    OpenMessagesLog();
     COXInstanceManager registry(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, true);
 
     WNDCLASSW windowClass = {};
