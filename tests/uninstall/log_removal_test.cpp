@@ -359,3 +359,27 @@ TEST_F(LogRemoval, ShortcutsGoAndTheGroupClimbStopsAtTheFirstFolderInUse)
     // Neither shortcuts nor group folders are ever left to the restart.
     EXPECT_EQ(PendingFileRenames(), pendingBefore);
 }
+
+TEST_F(LogRemoval, LinesTheInstallerAppendsAreReadBack)
+{
+    // The package's list is copied verbatim, its last line maybe unterminated;
+    // the installer's empty line then closes it before its own entries.
+    const std::wstring group = Outside(L"Caf\u00e9 Group");
+    MakeFolders(group);
+    Touch(group + L"\\Caf\u00e9.lnk");
+    Touch(InProduct(L"last.dat"));
+    WriteTextFile(m_log, "Make Dir: x64\r\nFile Copy: last.dat");
+    AppendLogEntry(m_log, L"", L"");
+    AppendLogEntry(m_log, kMadeDirPrefix, group);
+    AppendLogEntry(m_log, kShellLinkPrefix, group + L"\\Caf\u00e9.lnk");
+
+    RemoveLoggedLinksAndFolders(m_log);
+    RemoveLoggedFiles(m_log, m_product, nullptr);
+
+    EXPECT_FALSE(FileExists(InProduct(L"last.dat")));
+    EXPECT_FALSE(FileExists(group + L"\\Caf\u00e9.lnk"));
+    EXPECT_FALSE(FolderExists(group));
+    // One byte per character, CR LF after each line.
+    EXPECT_EQ(ReadTextFile(m_log).substr(34), "\r\nMade Dir: " + Narrow(group) + "\r\nShell Link: " + Narrow(group) +
+                                                  "\\Caf\xe9.lnk\r\n");
+}
