@@ -1,5 +1,6 @@
 #include "support/test_env.h"
 #include "system/services.h"
+#include "uninstall/association_table.h"
 #include "uninstall/registry_cleanup.h"
 
 #include <gtest/gtest.h>
@@ -251,7 +252,10 @@ class RestoreAssociations : public ::testing::TestWithParam<DWORD> {
 protected:
     void SetUp() override
     {
-        ASSERT_FALSE(RegKeyExists(kHkcu, kFileExts)) << "a fresh prefix keeps no Explorer choices";
+        // Earlier tests of the run may leave the FileExts key behind, and
+        // every extension of the table in it takes part in a restore.
+        m_hadFileExts = RegKeyExists(kHkcu, kFileExts);
+        ForgetTableExtensions();
         // Explorer's choices as installer and user left them: .bmp and .pvi
         // taken over with the former program kept, .gif taken over with none
         // kept and another UserChoice, .png another program's with a stale
@@ -270,10 +274,22 @@ protected:
     }
     void TearDown() override
     {
-        DeleteRegTree(kHkcu, kFileExts);
+        ForgetTableExtensions();
+        if (!m_hadFileExts) {
+            DeleteRegTree(kHkcu, kFileExts);
+        }
         DeleteRegTree(kHkcr, L".pvi");
         DeleteRegTree(kHkcr, L".j2k");
     }
+
+    static void ForgetTableExtensions()
+    {
+        for (const FileAssociation& entry : g_associationTable) {
+            DeleteRegTree(kHkcu, Ext(entry.extension));
+        }
+    }
+
+    bool m_hadFileExts = false;
 };
 
 // Started only by RestoreAssociationsAs, in a copy that Wine presents as
@@ -304,7 +320,7 @@ TEST_F(RestoreAssociations, OldSystemsGiveTheApplicationValueBack)
 
 TEST_F(RestoreAssociations, OldSystemsWithoutExplorerChoicesRestoreTheClassDefaults)
 {
-    DeleteRegTree(kHkcu, kFileExts);
+    DeleteRegTree(kHkcu, kFileExts);  // what an earlier test left in it is of no further use
     ASSERT_TRUE(SetRegString(kHkcr, L".pvi", nullptr, L"Pixvn8.exe"));
     ASSERT_TRUE(SetRegString(kHkcr, L".pvi", L"PixvnOld", L"PvOldView.exe"));
     ASSERT_TRUE(SetRegString(kHkcr, L".j2k", nullptr, L"Pixvn8.exe"));
