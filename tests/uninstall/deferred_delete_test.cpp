@@ -36,15 +36,8 @@ std::wstring ReadRenameSection()
     return std::wstring(buffer.data(), used);
 }
 
-void ForgetWininit()
-{
-    ::DeleteFileW(WininitPath().c_str());
-    // The profile functions keep the file cached; this makes them look again.
-    ::WritePrivateProfileStringW(nullptr, nullptr, nullptr, L"WININIT.INI");
-}
-
-// Every test starts and ends without a WININIT.INI, so no test leaves work
-// for a later restart.
+// Every test starts and ends without a WININIT.INI, so none leaves work for
+// a later restart, and with the real MoveFileExW.
 class DeferredDelete : public ::testing::Test {
 protected:
     void SetUp() override
@@ -53,101 +46,77 @@ protected:
         ForgetWininit();
         g_restartPending = 0;
     }
-
     void TearDown() override
     {
         g_pfnMoveFileExW = ::MoveFileExW;
         ForgetWininit();
         RemoveTree(m_folder);
     }
+    static void ForgetWininit()
+    {
+        ::DeleteFileW(WininitPath().c_str());
+        ::WritePrivateProfileStringW(nullptr, nullptr, nullptr, L"WININIT.INI");  // drops the cached copy
+    }
 
     std::wstring m_folder;
 };
 
-using DeferredDeleteFallback = DeferredDelete;
-
 }  // namespace
 
-TEST_F(DeferredDelete, ReplacementIsRegisteredAsAMoveAndRaisesThePendingFlag)
+TEST_F(DeferredDelete, SystemRegistersMovesAndMissingPathsAlike)
 {
     const std::wstring target = m_folder + L"\\Pixvn8.exe";
     const std::wstring update = m_folder + L"\\Pixvn8.exe.new";
-    WriteTextFile(target, "old");
+    const std::wstring missing = m_folder + L"\\never-there.dll";
     WriteTextFile(update, "new");
-    UniqueFileHandle holder(::CreateFileW(target.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                          FILE_ATTRIBUTE_NORMAL, nullptr));
-    ASSERT_TRUE(holder);
 
     EXPECT_NE(ReplaceAtRestart(update.c_str(), target.c_str()), 0);
-
     EXPECT_NE(g_restartPending, 0);
-    // Source, then destination; no WININIT.INI when the system said yes.
+    EXPECT_NE(DeleteAtRestart(missing.c_str()), 0);
+
     const std::wstring pending = PendingFileRenames();
     const size_t source = pending.find(update);
     ASSERT_NE(source, std::wstring::npos);
     EXPECT_NE(pending.find(target, source + update.size()), std::wstring::npos);
+    EXPECT_NE(pending.find(missing), std::wstring::npos);
     EXPECT_FALSE(FileExists(WininitPath()));
 }
 
-TEST_F(DeferredDelete, MissingPathIsRegisteredAllTheSame)
-{
-    const std::wstring missing = m_folder + L"\\never-there.dll";
-    EXPECT_NE(DeleteAtRestart(missing.c_str()), 0);
-    EXPECT_NE(PendingFileRenames().find(missing), std::wstring::npos);
-    EXPECT_FALSE(FileExists(WininitPath()));
-}
-
-TEST_F(DeferredDeleteFallback, EmptySectionGetsExactlyOneDeletion)
+TEST_F(DeferredDelete, RefusedMoveFallsBackToWininitBehindOlderEntries)
 {
     g_pfnMoveFileExW = RefuseMoveFileEx;
-    const std::wstring path = m_folder + L"\\a.dll";
-
-    EXPECT_NE(DeleteAtRestart(path.c_str()), 0);
-
-    EXPECT_EQ(ReadRenameSection(), L"NUL=" + path + L"\0"s);
-    EXPECT_EQ(ReadTextFile(WininitPath()), "[rename]\r\nNUL=C:\\pxtest\\deferred\\a.dll\r\n");
-    EXPECT_EQ(PendingFileRenames().find(path), std::wstring::npos);
-}
-
-TEST_F(DeferredDeleteFallback, OlderEntriesStayInFront)
-{
-    ASSERT_TRUE(::WritePrivateProfileSectionW(L"rename", L"C:\\from.dll=C:\\to.dll\0"s.c_str(), L"WININIT.INI"));
-    g_pfnMoveFileExW = RefuseMoveFileEx;
-    const std::wstring first = m_folder + L"\\first.dll";
-    const std::wstring second = m_folder + L"\\second.dll";
+    const std::wstring first = m_folder + L"\\a.dll";
+    const std::wstring second = m_folder + L"\\b.dll";
 
     EXPECT_NE(DeleteAtRestart(first.c_str()), 0);
+    EXPECT_EQ(ReadTextFile(WininitPath()), "[rename]\r\nNUL=C:\\pxtest\\deferred\\a.dll\r\n");
     EXPECT_NE(DeleteAtRestart(second.c_str()), 0);
-
-    EXPECT_EQ(ReadRenameSection(), L"C:\\from.dll=C:\\to.dll\0NUL="s + first + L"\0NUL="s + second + L"\0"s);
+    EXPECT_EQ(ReadRenameSection(), L"NUL=" + first + L"\0NUL="s + second + L"\0"s);
+    EXPECT_EQ(PendingFileRenames().find(first), std::wstring::npos);
 }
 
-TEST_F(DeferredDeleteFallback, ReplaceDeletesTheNewCopyInsteadAndSetsThePendingFlag)
+TEST_F(DeferredDelete, RefusedReplacementDeletesTheNewCopyAndStillCountsAsPending)
 {
     g_pfnMoveFileExW = RefuseMoveFileEx;
     const std::wstring update = m_folder + L"\\Pixvn8.exe.new";
-    const std::wstring target = m_folder + L"\\Pixvn8.exe";
 
-    EXPECT_NE(ReplaceAtRestart(update.c_str(), target.c_str()), 0);
+    EXPECT_NE(ReplaceAtRestart(update.c_str(), (m_folder + L"\\Pixvn8.exe").c_str()), 0);
 
     EXPECT_NE(g_restartPending, 0);
     EXPECT_EQ(ReadRenameSection(), L"NUL=" + update + L"\0"s);
 }
 
-TEST_F(DeferredDeleteFallback, OverflowEndsTheProcessWithoutWriting)
+TEST_F(DeferredDelete, OverflowingSectionEndsTheProcessWithoutWriting)
 {
-    // Older entries fill the section to within a few characters of its end.
     std::wstring section;
     for (int i = 0; section.size() < kWininitSectionChars - 300; ++i) {
         section += L"NUL=" + m_folder + L"\\" + std::wstring(150, L'a') + std::to_wstring(i) + L'\0';
     }
-    section += L'\0';
-    ASSERT_TRUE(::WritePrivateProfileSectionW(L"rename", section.c_str(), L"WININIT.INI"));
+    ASSERT_TRUE(::WritePrivateProfileSectionW(L"rename", (section + L'\0').c_str(), L"WININIT.INI"));
     const std::string before = ReadTextFile(WininitPath());
-    ASSERT_EQ(ReadRenameSection().size(), section.size() - 1);
     const std::wstring path = m_folder + L"\\" + std::wstring(300, L'b');
 
-    // Gtest starts this same program again for the statement and watches it end.
+    // Gtest starts this program again for the statement and watches it end.
     EXPECT_EXIT(
         {
             g_pfnMoveFileExW = RefuseMoveFileEx;
@@ -156,6 +125,5 @@ TEST_F(DeferredDeleteFallback, OverflowEndsTheProcessWithoutWriting)
         },
         [](int code) { return code != 0; }, "");
 
-    // Compared as a whole; a dump of 16 KB would bury the message.
-    EXPECT_TRUE(ReadTextFile(WininitPath()) == before) << "WININIT.INI was written";
+    EXPECT_TRUE(ReadTextFile(WininitPath()) == before) << "WININIT.INI was written";  // no 16 KB dump
 }
