@@ -60,8 +60,8 @@ bool NamesProduct(const wchar_t* association)
     return std::wcsstr(association, kProductExe) != nullptr;
 }
 
-// The product's settings and its per-user application class, relative to one
-// user's (or the machine's) root.
+// The product's settings and its application class, relative to one user's
+// key under HKU. Results ignored: what cannot be deleted stays.
 void RemoveUserEntries(HKEY userRoot, const std::wstring& productKey, const std::wstring& makerKey,
                        const std::wstring& applicationKey)
 {
@@ -128,6 +128,8 @@ void RemoveRegistration(const wchar_t* maker, const wchar_t* product, const wcha
     const std::wstring productKey = makerKey + L"\\" + product;
     const std::wstring applicationKey = std::wstring(L"SOFTWARE\\Classes\\Applications\\") + exeName;
 
+    // Every result below is ignored on purpose: what cannot be deleted stays,
+    // and the rest still goes.
     DeleteRegistryTree(HKEY_LOCAL_MACHINE, productKey.c_str());
     DeleteRegistryTree(HKEY_CURRENT_USER, productKey.c_str());
     // The maker's key may still hold the maker's other products.
