@@ -36,7 +36,8 @@ void ClearReadOnlyAndHidden(const std::wstring& path)
     if (attributes == INVALID_FILE_ATTRIBUTES) {
         return;
     }
-    ::SetFileAttributesW(path.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));  // failure shows in the deletion
+    // A failure here shows in the deletion that follows.
+    ::SetFileAttributesW(path.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
 }
 
 }  // namespace

@@ -42,7 +42,8 @@ TEST(LogLine, CommentIsCutBeforeTheRenameIsLookedFor)
 
 TEST(LogLine, ConfinementKeepsNamesInsideTheProductFolder)
 {
-    for (const wchar_t* name : {L"a.dll", L"Effects\\Frames\\*.png", L"x64/T.dll", L"..foo", L"a..b", L".\\a", L"*.*"}) {
+    for (const wchar_t* name :
+         {L"a.dll", L"Effects\\Frames\\*.png", L"x64/T.dll", L"..foo", L"a..b", L".\\a", L"*.*"}) {
         EXPECT_TRUE(IsConfinedRelativeName(name)) << name;
     }
     for (const wchar_t* name : {L"", L"..", L"..\\x", L"sub\\..\\..\\x", L"sub/../../x", L"...\\x", L".. \\x",

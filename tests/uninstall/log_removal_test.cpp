@@ -88,7 +88,8 @@ TEST_F(LogRemoval, EveryFileKindGoesFromTheProductFolderOnly)
     }
     Touch(Outside(L"prt.exe"));  // where the installer put it; only its namesake inside goes
     WriteTextFile(m_log, "File Copy: copy.dll\r\nFile Copy x64: x64.dll\r\nFile Copy ind: ind.dll\r\n"
-                         "File Copy prt: prt.exe\r\nFile Overwrite: over.cfg | by the product\r\nFile Del: del.dll\r\n");
+                         "File Copy prt: prt.exe\r\nFile Overwrite: over.cfg | by the product\r\n"
+                         "File Del: del.dll\r\n");
 
     RemoveLoggedFiles(m_log, m_product + L"\\", nullptr);
 
@@ -102,25 +103,26 @@ TEST_F(LogRemoval, WhatCannotGoNowGoesAtTheRestart)
 {
     MakeFolders(In(L"Effects\\Frames"));
     MakeFolders(In(L"Languages"));
-    for (const wchar_t* name : {L"ro.dat", L"hidden.dat", L"locked.dll", L"Effects\\Frames\\a.png", L"Languages\\mine.txt"}) {
+    for (const wchar_t* name :
+         {L"ro.dat", L"hidden.dat", L"locked.dll", L"Effects\\Frames\\a.png", L"Languages\\mine.txt"}) {
         Touch(In(name));
     }
     ::SetFileAttributesW(In(L"ro.dat").c_str(), FILE_ATTRIBUTE_READONLY);
     ::SetFileAttributesW(In(L"hidden.dat").c_str(), FILE_ATTRIBUTE_HIDDEN);
-    ::SetFileAttributesW(In(L"locked.dll").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM);
+    const DWORD all = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    ::SetFileAttributesW(In(L"locked.dll").c_str(), all);
     UniqueFileHandle holder = HoldOpen(In(L"locked.dll"));
     ASSERT_TRUE(holder);
-    WriteTextFile(m_log, "Make Dir: Effects\r\nMake Dir: Effects\\Frames\r\nMake Dir: Languages\r\nFile Copy: ro.dat\r\n"
-                         "File Copy: hidden.dat\r\nFile Copy: locked.dll\r\nFile Copy: Effects\\Frames\\*.png\r\n");
+    WriteTextFile(m_log, "Make Dir: Effects\r\nMake Dir: Effects\\Frames\r\nMake Dir: Languages\r\n"
+                         "File Copy: ro.dat\r\nFile Copy: hidden.dat\r\nFile Copy: locked.dll\r\n"
+                         "File Copy: Effects\\Frames\\*.png\r\n");
 
     RemoveLoggedFiles(m_log, m_product, nullptr);
 
     EXPECT_FALSE(FileExists(In(L"ro.dat")));
     EXPECT_FALSE(FileExists(In(L"hidden.dat")));
     // Read-only and hidden were cleared for the attempt, the system bit kept.
-    EXPECT_EQ(::GetFileAttributesW(In(L"locked.dll").c_str()) &
-                  (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM),
-              static_cast<DWORD>(FILE_ATTRIBUTE_SYSTEM));
+    EXPECT_EQ(::GetFileAttributesW(In(L"locked.dll").c_str()) & all, static_cast<DWORD>(FILE_ATTRIBUTE_SYSTEM));
     EXPECT_TRUE(IsPendingAtRestart(In(L"locked.dll")));
     EXPECT_FALSE(IsPendingAtRestart(In(L"ro.dat")));
     // Log order: Effects still held Frames when its turn came.
@@ -181,7 +183,8 @@ TEST_F(LogRemoval, TamperedEntriesCannotReachOutOfTheProductFolder)
     const std::string root = Narrow(m_root);
     WriteTextFile(m_log, "File Copy: ..\\out1.dat\r\nFile Del: " + root + "\\out2.dat\r\nFile Copy: " + root.substr(2) +
                              "\\out3.dat\r\nFile Overwrite: sub\\..\\..\\out1.dat\r\nFile Copy: ok > ..\\out2.dat\r\n"
-                             "File Copy: /x/../../out3.dat\r\nFile Copy: \\\\localhost\\C$\\pxtest\\removal\\out1.dat\r\n"
+                             "File Copy: /x/../../out3.dat\r\n"
+                             "File Copy: \\\\localhost\\C$\\pxtest\\removal\\out1.dat\r\n"
                              "File Copy: ..\\*.*\r\nMake Dir: ..\\victim1\r\nMake Dir: " + root + "\\victim2\r\n"
                              "Shell Link: " + root + "\\note.txt\r\nFile Copy: inside.dat\r\n");
     const std::wstring pendingBefore = PendingFileRenames();
