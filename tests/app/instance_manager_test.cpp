@@ -137,39 +137,29 @@ TEST(InstanceWindowSearch, TakesOnlyAnUnownedNonToolWindowTitledLikeTheProduct)
 TEST_F(InstanceRegistry, ClosesTheSurplusFromTheNewestOnAndItselfOnlyWhenShort)
 {
     ChildProcess product;
-    ASSERT_TRUE(product.Start(L"\"" + PackagePath(L"Pixvn8.exe") + L"\""));
-    ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
+    ASSERT_TRUE(StartProductCopy(product));
     TestWindow main(L"Pixvane 8 - untitled");
-
     COXInstanceManager registry(L"Test.Pixvane.Surplus", 1024, false);
-    for (DWORD member : {static_cast<DWORD>(product.Id()), m_self, static_cast<DWORD>(kAbsentProcessId)}) {
+    for (DWORD member : {product.Id(), m_self, static_cast<DWORD>(kAbsentProcessId)}) {
         registry.AddInstance(member);
     }
-    MSG message;
+    EXPECT_TRUE(registry.ActivateFirstInstance(false));  // three present, one allowed
 
-    // Only an enabled window is asked.
-    ::EnableWindow(main.Get(), FALSE);
-    EXPECT_FALSE(registry.CloseInstance(m_self));
-    ::EnableWindow(main.Get(), TRUE);
-    EXPECT_TRUE(registry.CloseInstance(m_self));
+    // The dead member cannot be asked, this process is passed over, the
+    // product is asked; with one still too many, this process is asked last.
+    EXPECT_TRUE(registry.SetMaxInstances(1, true));
+    EXPECT_EQ(product.Wait(10000), 0);
+    MSG message;
     ASSERT_TRUE(main.TakePosted(WM_CLOSE, message));
     EXPECT_EQ(message.wParam, 0u);
 
-    EXPECT_TRUE(registry.ActivateFirstInstance(false));  // one allowed, three present
-    // Three present, one allowed: the dead member cannot be asked, this
-    // process is passed over, the product closes, and with one still too
-    // many this process is asked last.
-    EXPECT_TRUE(registry.SetMaxInstances(1, true));
-    EXPECT_EQ(registry.GetMaxInstances(), 1u);
-    EXPECT_EQ(product.Wait(10000), 0);
-    EXPECT_TRUE(main.TakePosted(WM_CLOSE, message));
-
-    // Enough allowed: nobody is asked.
+    // A disabled window is not asked; with enough allowed nobody is.
+    ::EnableWindow(main.Get(), FALSE);
+    EXPECT_FALSE(registry.CloseInstance(m_self));
+    ::EnableWindow(main.Get(), TRUE);
     EXPECT_TRUE(registry.SetMaxInstances(3, true));
     EXPECT_FALSE(main.TakePosted(WM_CLOSE, message));
     EXPECT_FALSE(registry.ActivateFirstInstance(true));
-    registry.SetMaxInstances(2, false);
-    EXPECT_TRUE(registry.ActivateFirstInstance(false));
 }
 
 TEST(InstanceRegistryWithoutMapping, AnswersNothingAndChangesNothing)

@@ -1,7 +1,9 @@
 // What the running-instance tests share: the registry's raw mapping as another
-// participant sees it, and plain windows of the test process.
+// participant sees it, plain windows of the test process, product copies.
 #pragma once
 
+#include "app/instance_manager.h"
+#include "support/test_env.h"
 #include "system/handles.h"
 
 #include <windows.h>
@@ -87,4 +89,12 @@ inline void DiscardThreadMessages()
     MSG message;
     while (::PeekMessageW(&message, reinterpret_cast<HWND>(-1), 0, 0, PM_REMOVE)) {
     }
+}
+
+// Starts the sample package's product double and waits until it has joined
+// the registry and shows its main window.
+inline bool StartProductCopy(ChildProcess& product)
+{
+    return product.Start(L"\"" + PackagePath(L"Pixvn8.exe") + L"\"") &&
+           WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000);
 }

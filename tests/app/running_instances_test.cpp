@@ -53,13 +53,6 @@ class RunningInstances : public ::testing::Test {
 protected:
     void SetUp() override { ::DeleteFileW(MessagesLog().c_str()); }
 
-    // Starts a copy of the product and waits until it has joined and shows its window.
-    void StartProduct(ChildProcess& product)
-    {
-        ASSERT_TRUE(product.Start(L"\"" + PackagePath(L"Pixvn8.exe") + L"\""));
-        ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
-    }
-
     // Waits for a product copy to end; reports whether it went by itself or was killed.
     void ExpectEndedBySetup(ChildProcess& product)
     {
@@ -88,30 +81,37 @@ protected:
 
 }  // namespace
 
-TEST_F(RunningInstances, InstallAsksAboutTheOtherInstanceAndNoLeavesItRunning)
+TEST_F(RunningInstances, InstallAsksAboutTheOthersItselfExcludedAndNoLeavesThemRunning)
 {
     ChildProcess product;
-    StartProduct(product);
-    ChildProcess setup;
-    ASSERT_TRUE(setup.Start(SetupCommand(L"")));
+    ASSERT_TRUE(StartProductCopy(product));
+    ChildProcess first;
+    ASSERT_TRUE(first.Start(SetupCommand(L"")));
+    auto firstQuestion = WaitForMessageBox(10000, first.Id());
+    ASSERT_TRUE(firstQuestion);
+    EXPECT_EQ(firstQuestion->text, kOneInstanceText);
+    EXPECT_TRUE(firstQuestion->hasYes && firstQuestion->hasNo);
+    EXPECT_EQ(firstQuestion->defaultButton, IDNO);
+    EXPECT_TRUE(firstQuestion->hasIcon);
 
-    auto question = AnswerMessageBox(IDNO, 10000, setup.Id());
-    ASSERT_TRUE(question);
-    EXPECT_EQ(question->text, kOneInstanceText);
-    EXPECT_TRUE(question->hasYes && question->hasNo);
-    EXPECT_EQ(question->defaultButton, IDNO);
-    EXPECT_TRUE(question->hasIcon);
+    // A setup that is still asking is an instance too.
+    ChildProcess second;
+    ASSERT_TRUE(second.Start(SetupCommand(L"")));
+    auto secondQuestion = AnswerMessageBox(IDNO, 10000, second.Id());
+    ASSERT_TRUE(secondQuestion);
+    EXPECT_EQ(secondQuestion->text, kTwoInstancesText);
 
-    auto aborted = AnswerMessageBox(IDOK, 10000, setup.Id());
+    auto aborted = AnswerMessageBox(IDOK, 10000, second.Id());
     ASSERT_TRUE(aborted);
     EXPECT_EQ(aborted->text, kAbortedText);
-    EXPECT_TRUE(aborted->hasOk);
-    EXPECT_FALSE(aborted->hasYes);
+    EXPECT_TRUE(aborted->hasOk && !aborted->hasYes);
     EXPECT_TRUE(aborted->hasIcon);
-    EXPECT_EQ(setup.Wait(10000), 0);
+    EXPECT_EQ(second.Wait(10000), 0);
 
+    ASSERT_TRUE(AnswerMessageBox(IDNO, 10000, first.Id()));
+    ASSERT_TRUE(AnswerMessageBox(IDOK, 10000, first.Id()));
+    EXPECT_EQ(first.Wait(10000), 0);
     EXPECT_TRUE(product.IsRunning());
-    EXPECT_NE(COXInstanceManager::FindInstanceWindow(product.Id()), nullptr);
     EXPECT_FALSE(Recorded(CloseRecord(product.Id())));
 }
 
@@ -119,8 +119,8 @@ TEST_F(RunningInstances, InstallAsksAboutSeveralAndYesEndsThemAll)
 {
     ChildProcess first;
     ChildProcess second;
-    StartProduct(first);
-    StartProduct(second);
+    ASSERT_TRUE(StartProductCopy(first));
+    ASSERT_TRUE(StartProductCopy(second));
     // The members tell each other who joins.
     const std::string joined = "joined " + std::to_string(first.Id()) + " " + std::to_string(second.Id());
     EXPECT_TRUE(WaitUntil([&] { return Recorded(joined); }, 5000));
@@ -137,34 +137,10 @@ TEST_F(RunningInstances, InstallAsksAboutSeveralAndYesEndsThemAll)
     EXPECT_TRUE(!next || next->text != kAbortedText);
 }
 
-TEST_F(RunningInstances, ASecondSetupCountsTheFirstAsAnInstance)
-{
-    ChildProcess product;
-    StartProduct(product);
-    ChildProcess first;
-    ASSERT_TRUE(first.Start(SetupCommand(L"")));
-    auto firstQuestion = WaitForMessageBox(10000, first.Id());
-    ASSERT_TRUE(firstQuestion);
-    EXPECT_EQ(firstQuestion->text, kOneInstanceText);
-
-    ChildProcess second;
-    ASSERT_TRUE(second.Start(SetupCommand(L"")));
-    auto secondQuestion = AnswerMessageBox(IDNO, 10000, second.Id());
-    ASSERT_TRUE(secondQuestion);
-    EXPECT_EQ(secondQuestion->text, kTwoInstancesText);
-    ASSERT_TRUE(AnswerMessageBox(IDOK, 10000, second.Id()));
-    EXPECT_EQ(second.Wait(10000), 0);
-
-    ASSERT_TRUE(AnswerMessageBox(IDNO, 10000, first.Id()));
-    ASSERT_TRUE(AnswerMessageBox(IDOK, 10000, first.Id()));
-    EXPECT_EQ(first.Wait(10000), 0);
-    EXPECT_TRUE(product.IsRunning());
-}
-
 TEST_F(RunningInstances, OnlyASilentSwitchFromTheSecondArgumentOnSkipsTheQuestion)
 {
     ChildProcess product;
-    StartProduct(product);
+    ASSERT_TRUE(StartProductCopy(product));
 
     // "-s" alone makes the install silent, yet it stands first: still asked.
     ChildProcess silent;
@@ -186,7 +162,7 @@ TEST_F(RunningInstances, OnlyASilentSwitchFromTheSecondArgumentOnSkipsTheQuestio
 TEST_F(RunningInstances, UninstallClosesThemWithoutAWordAndADeadMemberDoesNoHarm)
 {
     ChildProcess dead;
-    StartProduct(dead);
+    ASSERT_TRUE(StartProductCopy(dead));
     const DWORD deadId = dead.Id();
     dead.Kill();
     std::vector<uint32_t> members;
@@ -194,7 +170,7 @@ TEST_F(RunningInstances, UninstallClosesThemWithoutAWordAndADeadMemberDoesNoHarm
     ASSERT_EQ(members, std::vector<uint32_t>{deadId});
 
     ChildProcess product;
-    StartProduct(product);
+    ASSERT_TRUE(StartProductCopy(product));
 
     // A licence beside the uninstaller: no confirmation either.
     const std::wstring folder = MakeScratchFolder(L"instances-uninstall");
@@ -216,8 +192,8 @@ TEST_F(RunningInstances, WithItsOwnIdAmongTheFirstPositionsTheLastOtherIsLeftRun
 {
     ChildProcess first;
     ChildProcess last;
-    StartProduct(first);
-    StartProduct(last);
+    ASSERT_TRUE(StartProductCopy(first));
+    ASSERT_TRUE(StartProductCopy(last));
 
     // Setup held before it joins, so that its place in the list can be set
     // up: first, setup, 997 long-gone members, last. The list is full, so
