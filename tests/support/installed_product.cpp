@@ -233,7 +233,8 @@ public:
         SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"URLInfoAbout", L"http://www.quorvex.example/");
         SetRegString(HKEY_CLASSES_ROOT, L"Applications\\Pixvn8.exe\\shell\\open\\command", nullptr, open);
 
-        const std::wstring handler = m_folder + (IsVistaOrLater() ? L"\\ThumbPvi32.dll" : L"\\ThumbPviXP32.dll");
+        const std::wstring handler =
+            m_folder + (m_product.layout.vistaOrLater ? L"\\ThumbPvi32.dll" : L"\\ThumbPviXP32.dll");
         RunToEnd(L"regsvr32.exe /s \"" + handler + L"\"");
     }
 
@@ -255,7 +256,7 @@ public:
         const std::wstring fileExts = kFileExts;
         for (const TakenAssociation& taken : kTakenAssociations) {
             const std::wstring key = fileExts + taken.extension;
-            if (m_product.layout.newSystemAssociations) {
+            if (m_product.layout.vistaOrLater) {
                 SetRegString(HKEY_CURRENT_USER, key + L"\\UserChoice", L"Progid", L"Applications\\Pixvn8.exe");
             } else {
                 SetRegString(HKEY_CURRENT_USER, key, L"Application", kProductExe);
@@ -265,7 +266,7 @@ public:
             }
         }
         const std::wstring own = fileExts + kUsersOwnExtension;
-        if (m_product.layout.newSystemAssociations) {
+        if (m_product.layout.vistaOrLater) {
             SetRegString(HKEY_CURRENT_USER, own + L"\\UserChoice", L"Progid", kUsersOwnProgram);
             m_product.userRegistry.push_back({HKEY_CURRENT_USER, own + L"\\UserChoice", L"Progid"});
         } else {
@@ -401,8 +402,7 @@ private:
 // steps above recorded.
 void DescribeFixedRegistry(InstalledProduct& product)
 {
-    const bool vista = IsVistaOrLater();
-    product.thumbnailHandlerClassKey = vista ? L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E401}"
+    product.thumbnailHandlerClassKey = product.layout.vistaOrLater ? L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E401}"
                                              : L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}";
     product.registry = {
         {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", std::nullopt},
@@ -432,7 +432,7 @@ void AddAssociationLeftovers(const InstalledProduct& product, std::vector<std::w
         if (RegValueExists(HKEY_CURRENT_USER, key, L"PixvnOld")) {
             leftovers.push_back(L"HKCU\\" + key + L" [PixvnOld]");
         }
-        if (product.layout.newSystemAssociations) {
+        if (product.layout.vistaOrLater) {
             if (RegKeyExists(HKEY_CURRENT_USER, key + L"\\UserChoice")) {
                 leftovers.push_back(L"HKCU\\" + key + L"\\UserChoice");
             }
@@ -582,7 +582,7 @@ std::vector<std::wstring> MissingPartsOf(const InstalledProduct& product)
     }
     for (const TakenAssociation& taken : kTakenAssociations) {
         const std::wstring key = std::wstring(kFileExts) + taken.extension;
-        const bool taker = product.layout.newSystemAssociations
+        const bool taker = product.layout.vistaOrLater
                                ? GetRegString(HKEY_CURRENT_USER, key + L"\\UserChoice", L"Progid") ==
                                      L"Applications\\Pixvn8.exe"
                                : GetRegString(HKEY_CURRENT_USER, key, L"Application") == kProductExe;
@@ -607,7 +607,7 @@ std::vector<std::wstring> LostUserItemsOf(const InstalledProduct& product)
         }
     }
     const std::wstring own = std::wstring(kFileExts) + kUsersOwnExtension;
-    const std::wstring choice = product.layout.newSystemAssociations
+    const std::wstring choice = product.layout.vistaOrLater
                                     ? GetRegString(HKEY_CURRENT_USER, own + L"\\UserChoice", L"Progid")
                                     : GetRegString(HKEY_CURRENT_USER, own, L"Application");
     if (choice != kUsersOwnProgram) {

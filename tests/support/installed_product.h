@@ -16,9 +16,11 @@ struct InstallationLayout {
     std::wstring productFolder = L"C:\\Program Files\\Pixvane 8";  // no trailing backslash
     // Under the common programs folder; a nested name makes the removal climb.
     std::wstring groupName = L"Quorvex\\Pixvane 8";
-    // Associations taken over the way Vista and later keep them ("UserChoice"),
-    // else the way older systems do ("Application" with "PixvnOld").
-    bool newSystemAssociations = true;
+    // The system the installation was made on. Vista and later: the
+    // thumbnail handler ThumbPvi32.dll, associations taken over through
+    // "UserChoice". Older systems: ThumbPviXP32.dll, "Application" values
+    // with the former program kept in "PixvnOld".
+    bool vistaOrLater = true;
     bool secondUser = true;
     // A file the user put into the product folder, which must survive.
     bool userFileInProductFolder = true;

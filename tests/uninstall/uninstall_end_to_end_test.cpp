@@ -24,6 +24,34 @@ std::wstring Quoted(const std::wstring& text)
     return L"\"" + text + L"\"";
 }
 
+// Every program started while it lives sees Windows XP (x64): the programs
+// of the removal, whose names are not known beforehand, included.
+class OlderWindowsForNewPrograms {
+public:
+    OlderWindowsForNewPrograms()
+        : m_before(GetRegString(HKEY_CURRENT_USER, kWineKey, L"Version")),
+          m_set(SetRegString(HKEY_CURRENT_USER, kWineKey, L"Version", L"winxp64"))
+    {
+    }
+    ~OlderWindowsForNewPrograms()
+    {
+        if (!m_before.empty()) {
+            SetRegString(HKEY_CURRENT_USER, kWineKey, L"Version", m_before);
+            return;
+        }
+        UniqueRegKey key;
+        if (::RegOpenKeyExW(HKEY_CURRENT_USER, kWineKey, 0, KEY_SET_VALUE, key.Put()) == ERROR_SUCCESS) {
+            ::RegDeleteValueW(key.Get(), L"Version");
+        }
+    }
+    bool IsSet() const { return m_set; }
+
+private:
+    static constexpr wchar_t kWineKey[] = L"Software\\Wine";
+    const std::wstring m_before;
+    const bool m_set;
+};
+
 class UninstallEndToEnd : public ::testing::Test {
 protected:
     void SetUp() override
@@ -37,7 +65,6 @@ protected:
 
     void Install(InstallationLayout layout = {})
     {
-        layout.newSystemAssociations = IsVistaOrLater();
         m_product = InstallSampleProduct(layout);
         ASSERT_EQ(MissingPartsOf(m_product), Texts{});
         ASSERT_TRUE(SecondStageProcesses().empty());
@@ -89,6 +116,24 @@ TEST_F(UninstallEndToEnd, RemovalFromTheProgramsListLeavesOnlyWhatTheUserAdded)
     SimulateRestart();
 
     EXPECT_FALSE(FileExists(temporaryCopy));
+    EXPECT_EQ(LeftoversOf(m_product), Texts{});
+    EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
+}
+
+// Before Vista the product kept each extension's former program in
+// "PixvnOld"; the removal gives it back and unregisters the XP handler.
+TEST_F(UninstallEndToEnd, OnAnOlderSystemTheFormerProgramsGetTheirExtensionsBack)
+{
+    OlderWindowsForNewPrograms xp;
+    ASSERT_TRUE(xp.IsSet());
+    InstallationLayout layout;
+    layout.vistaOrLater = false;
+    Install(layout);
+
+    RemoveConfirmed();
+    SimulateRestart();
+
+    EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, m_product.thumbnailHandlerClassKey));
     EXPECT_EQ(LeftoversOf(m_product), Texts{});
     EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
 }
