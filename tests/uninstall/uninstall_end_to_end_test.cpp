@@ -52,6 +52,25 @@ private:
     const bool m_set;
 };
 
+// An environment variable of this process, and so of the programs it starts,
+// for the life of the object.
+class ScopedVariable {
+public:
+    ScopedVariable(const wchar_t* name, const std::wstring& value) : m_name(name)
+    {
+        wchar_t before[MAX_PATH] = {};
+        m_had = ::GetEnvironmentVariableW(name, before, MAX_PATH) != 0;
+        m_before = before;
+        ::SetEnvironmentVariableW(name, value.c_str());
+    }
+    ~ScopedVariable() { ::SetEnvironmentVariableW(m_name, m_had ? m_before.c_str() : nullptr); }
+
+private:
+    const wchar_t* m_name;
+    bool m_had = false;
+    std::wstring m_before;
+};
+
 class UninstallEndToEnd : public ::testing::Test {
 protected:
     void SetUp() override
@@ -230,6 +249,23 @@ TEST_F(UninstallEndToEnd, ConfirmedRemovalStartsTheCopyWithThreeArguments)
     EXPECT_EQ(arguments[1], L"-delself");
     EXPECT_EQ(arguments[2], Uninstaller());
     EXPECT_NE(commandLine.find(L" -delself " + Quoted(Uninstaller())), std::wstring::npos) << commandLine;
+}
+
+TEST_F(UninstallEndToEnd, TemporaryFolderWithABlankGivesTheCopyAQuotedNameOnly)
+{
+    Install();
+    const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
+    const ScopedVariable tmp(L"TMP", temporary);
+    const ScopedVariable temp(L"TEMP", temporary);
+
+    const std::wstring commandLine = RemoveConfirmed();
+
+    // The copy was started from its unquoted path, or it would not have run.
+    EXPECT_EQ(commandLine.rfind(L"\"" + temporary + L"\\uni", 0), 0u) << commandLine;
+    const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
+    ASSERT_EQ(arguments.size(), 3u) << commandLine;
+    EXPECT_TRUE(IsPendingDeletion(arguments[0]));
+    EXPECT_FALSE(FileExists(Folder() + L"\\Pixvn8.exe"));
 }
 
 TEST_F(UninstallEndToEnd, LicensedRemovalAsksNothingAndPassesDashS)
