@@ -92,9 +92,9 @@ protected:
     std::wstring Folder() const { return m_product.layout.productFolder; }
     std::wstring Uninstaller() const { return Folder() + L"\\PxvUnInst.exe"; }
 
-    // Starts the product folder's uninstaller as the list of programs does,
-    // says Yes, and waits for the second stage to finish. Returns the second
-    // stage's command line.
+    // Starts the product folder's uninstaller without arguments, says Yes,
+    // and waits for the second stage to finish. Returns the second stage's
+    // command line.
     std::wstring RemoveConfirmed()
     {
         ChildProcess firstStage;
@@ -125,16 +125,24 @@ TEST_F(UninstallEndToEnd, RemovalFromTheProgramsListLeavesOnlyWhatTheUserAdded)
     EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, m_product.thumbnailHandlerClassKey));
     EXPECT_FALSE(FileExists(Uninstaller()));
     EXPECT_FALSE(FolderExists(m_product.groupFolder));
+    // Interactive, so three arguments; the folder with its blank comes whole.
     const std::vector<std::wstring> arguments = SplitCommandLine(secondStage);
-    ASSERT_FALSE(arguments.empty()) << secondStage;
+    ASSERT_EQ(arguments.size(), 3u) << secondStage;
+    EXPECT_EQ(arguments[1], L"-delself");
+    EXPECT_EQ(arguments[2], Uninstaller());
+    EXPECT_NE(secondStage.find(L" -delself " + Quoted(Uninstaller())), std::wstring::npos) << secondStage;
     const std::wstring temporaryCopy = arguments[0];
     EXPECT_TRUE(FileExists(temporaryCopy));
     EXPECT_TRUE(IsPendingDeletion(temporaryCopy));
+    // The user's file keeps the product folder, and without an x32 folder it
+    // is not left to the restart either.
+    EXPECT_FALSE(IsPendingDeletion(Folder()));
     EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
 
     SimulateRestart();
 
     EXPECT_FALSE(FileExists(temporaryCopy));
+    EXPECT_TRUE(FolderExists(Folder()));
     EXPECT_EQ(LeftoversOf(m_product), Texts{});
     EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
 }
@@ -225,32 +233,8 @@ TEST_F(UninstallEndToEnd, ProductFolderWaitsForTheRestartOnlyWhileX32Survives)
     EXPECT_EQ(LeftoversOf(m_product), Texts{});
 }
 
-TEST_F(UninstallEndToEnd, ProductFolderWithAUsersFileStaysAndIsNotLeftToTheRestart)
-{
-    Install();
-
-    RemoveConfirmed();
-
-    EXPECT_TRUE(FolderExists(Folder()));
-    EXPECT_FALSE(IsPendingDeletion(Folder()));
-    EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
-}
-
-// The copy learns the product folder only from its arguments: the folder
-// with its blank must arrive whole, and "-s" only from a silent first stage.
-TEST_F(UninstallEndToEnd, ConfirmedRemovalStartsTheCopyWithThreeArguments)
-{
-    Install();
-
-    const std::wstring commandLine = RemoveConfirmed();
-
-    const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
-    ASSERT_EQ(arguments.size(), 3u) << commandLine;
-    EXPECT_EQ(arguments[1], L"-delself");
-    EXPECT_EQ(arguments[2], Uninstaller());
-    EXPECT_NE(commandLine.find(L" -delself " + Quoted(Uninstaller())), std::wstring::npos) << commandLine;
-}
-
+// The copy's command line: quotes only where a blank needs them, and "-s"
+// only from a silent first stage.
 TEST_F(UninstallEndToEnd, TemporaryFolderWithABlankGivesTheCopyAQuotedNameOnly)
 {
     Install();
