@@ -59,7 +59,15 @@ int main(int argc, char** argv)
         InstalledProduct product = Install();
         removal.push_back(Time([&] { RunUninstall(ProductFolderArgument(product)); }));
         // Work handed to the restart instead of done would flatter the time.
-        const size_t left = LeftoversOf(product).size();
+        // (The thumbnail handler is the second stage's to unregister, so its
+        // keys are listed here too.)
+        const std::vector<std::wstring> leftovers = LeftoversOf(product);
+        const size_t left = leftovers.size();
+        if (round == 0) {
+            for (const std::wstring& item : leftovers) {
+                std::printf("  left after RunUninstall: %ls\n", item.c_str());
+            }
+        }
         ClearInstallation(product);
 
         product = Install();
@@ -67,7 +75,7 @@ int main(int argc, char** argv)
         rmdir.push_back(Time([&] { RunToEnd(command, 120000); }));
         const bool gone = !FolderExists(product.layout.productFolder);
         ClearInstallation(product);
-        std::printf("round %d: RunUninstall %.3f s (%zu items left for the restart), rmdir /s /q %.3f s%s\n",
+        std::printf("round %d: RunUninstall %.3f s (%zu items left), rmdir /s /q %.3f s%s\n",
                     round + 1, removal.back(), left, rmdir.back(), gone ? "" : " (rmdir left the folder behind)");
     }
     const double removalMedian = Median(removal);
