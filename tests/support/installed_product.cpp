@@ -110,7 +110,8 @@ public:
     void DeployPackageList()
     {
         const std::string list = ReadTextFile(PackagePath(L"PxvUnInst.log"));
-        MakeFolder(m_folder);
+        MakeFolders(m_folder);  // the folders above it are not the installation's
+        m_product.folders.push_back(m_folder);
         size_t start = 0;
         while (start < list.size()) {
             size_t end = list.find('\n', start);
