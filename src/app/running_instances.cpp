@@ -5,7 +5,6 @@
 #include "ui/resource.h"
 
 #include <algorithm>
-#include <cwchar>
 
 // Joined before InitInstance runs, so that setup is always one of the
 // instances it counts, and left again at process end.
@@ -22,13 +21,7 @@ constexpr DWORD kCloseGraceMs = 10;
 // Message 33 for one other instance, message 4 with the number for more.
 std::wstring InstanceQuestion(int others)
 {
-    if (others == 1) {
-        return LoadMessageText(IDS_INSTANCE_OPEN_ONE);
-    }
-    const std::wstring format = LoadMessageText(IDS_INSTANCES_OPEN_MANY);
-    wchar_t text[kMessageChars + 16] = {};
-    std::swprintf(text, sizeof(text) / sizeof(text[0]), format.c_str(), others);
-    return text;
+    return others == 1 ? LoadMessageText(IDS_INSTANCE_OPEN_ONE) : FormatMessageText(IDS_INSTANCES_OPEN_MANY, others);
 }
 
 // Asks each of the first `others` members but this process to close, then
