@@ -80,6 +80,19 @@ void StartProduct(ChildProcess& product, const std::wstring& exe)
     Say(L"   started " + exe + L" (window \"Pixvane 8 - untitled\")");
 }
 
+// The product double's record of the window messages it was sent.
+std::wstring ProductMessages()
+{
+    const std::string log = ReadTextFile(L"C:\\ProgramData\\Pixvn8Double\\messages.log");
+    std::wstring lines;
+    for (char c : log) {
+        if (c != '\r') {
+            lines += static_cast<wchar_t>(static_cast<unsigned char>(c));
+        }
+    }
+    return lines;
+}
+
 void ReportLeftovers(const InstalledProduct& product)
 {
     const auto leftovers = LeftoversOf(product);
@@ -115,6 +128,7 @@ int main()
     Say(L"   missing parts right after installing: " + std::to_wstring(MissingPartsOf(product).size()));
 
     const std::wstring productExe = product.layout.productFolder + L"\\Pixvn8.exe";
+    ::DeleteFileW(L"C:\\ProgramData\\Pixvn8Double\\messages.log");
 
     Heading(L"setup.exe with no arguments: install mode, and one Pixvane is running");
     {
@@ -138,7 +152,7 @@ int main()
             L"; message boxes shown: " + (NoMessageBoxWithin(300) ? L"none" : L"some"));
         WaitUntil([&] { return !running.IsRunning(); }, 5000);
         Say(std::wstring(L"   Pixvane still running: ") + (running.IsRunning() ? L"yes" : L"no"));
-        Say(L"   the product's own record: " + ProductCallsLog());
+        Say(L"   what the product heard:\n" + ProductMessages());
     }
 
     Heading(L"Removing Pixvane 8 from the list of installed programs, and declining");
