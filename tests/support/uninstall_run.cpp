@@ -12,15 +12,6 @@
 
 namespace {
 
-bool IsSecondStageName(const std::wstring& name)
-{
-    std::wstring lower;
-    for (wchar_t c : name) {
-        lower += static_cast<wchar_t>(std::towlower(c));
-    }
-    return lower.size() > 7 && lower.compare(0, 3, L"uni") == 0 && lower.compare(lower.size() - 4, 4, L".tmp") == 0;
-}
-
 std::wstring CallsLogPath()
 {
     wchar_t common[MAX_PATH] = {};
@@ -55,19 +46,7 @@ bool ReadRemote(HANDLE process, const void* address, T& value)
 
 std::vector<DWORD> SecondStageProcesses()
 {
-    std::vector<DWORD> found;
-    UniqueFileHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    if (!snapshot) {
-        return found;
-    }
-    PROCESSENTRY32W entry = {};
-    entry.dwSize = sizeof(entry);
-    for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
-        if (IsSecondStageName(entry.szExeFile)) {
-            found.push_back(entry.th32ProcessID);
-        }
-    }
-    return found;
+    return FindProcesses(L"uni", L".tmp");
 }
 
 bool WaitForSecondStage(DWORD timeoutMs, std::wstring* commandLine)
