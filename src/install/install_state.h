@@ -3,6 +3,8 @@
 // registration and shortcuts.
 #pragma once
 
+#include "app/product_names.h"
+
 #include <cstdint>
 #include <string>
 
@@ -24,7 +26,7 @@ struct InstallState {
     std::wstring sourceFolder;
     InstallKind kind = AllUsers;
     bool freshInstall = false;
-    std::wstring groupName = L"Pixvane 8";
+    std::wstring groupName = kProductName;
     bool desktopIcon = true;
     bool autostart = false;
     bool runAfter = false;

@@ -1,5 +1,6 @@
 #include "uninstall/registry_cleanup.h"
 
+#include "app/product_names.h"
 #include "system/handles.h"
 #include "system/services.h"
 #include "uninstall/association_table.h"
@@ -25,7 +26,6 @@ using AssociationText = wchar_t[kAssociationValueChars + 1];
 AssociationText g_savedAssociations[kAssociationCount];
 AssociationText g_associationValue;
 
-constexpr wchar_t kProductExe[] = L"Pixvn8.exe";
 constexpr wchar_t kProductProgId[] = L"Applications\\Pixvn8.exe";
 // Where registration kept the association it replaced.
 constexpr wchar_t kPreviousAssociation[] = L"PixvnOld";

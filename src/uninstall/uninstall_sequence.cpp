@@ -1,6 +1,8 @@
 #include "uninstall/uninstall_sequence.h"
 
+#include "app/product_names.h"
 #include "system/handles.h"
+#include "system/path_text.h"
 #include "system/services.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/log_removal.h"
@@ -12,14 +14,6 @@
 
 namespace {
 
-constexpr wchar_t kMaker[] = L"Quorvex";
-constexpr wchar_t kProduct[] = L"Pixvane 8";
-// The product's folder name under the programs folder. Older products used a
-// nested default ("maker\product"); the parent step below is for that case.
-constexpr wchar_t kProductFolderName[] = L"Pixvane 8";
-constexpr wchar_t kUninstallKeyName[] = L"Pixvane 8";
-constexpr wchar_t kProductExe[] = L"Pixvn8.exe";
-constexpr wchar_t kShortcutName[] = L"Pixvane 8.lnk";
 
 constexpr DWORD kUnregisterWaitMs = 5000;
 // Shell-folder values are read into a buffer of this many bytes.
@@ -80,12 +74,11 @@ void RemoveProductFolders(const std::wstring& productFolder)
 
     // A nested default folder also leaves its maker folder behind.
     if (std::wcschr(kProductFolderName, L'\\')) {
-        std::wstring parent = productFolder;
-        while (!parent.empty() && parent.back() == L'\\') {
-            parent.pop_back();
+        std::wstring folder = productFolder;
+        while (!folder.empty() && folder.back() == L'\\') {
+            folder.pop_back();
         }
-        const size_t cut = parent.rfind(L'\\');
-        parent = (cut == std::wstring::npos) ? std::wstring() : parent.substr(0, cut);
+        const std::wstring parent = ParentFolder(folder);
         if (!::RemoveDirectoryW(parent.c_str())) {
             DeleteAtRestart(parent.c_str());
         }
@@ -98,13 +91,13 @@ void RemoveProductFolders(const std::wstring& productFolder)
 void RemoveProductShortcuts(const std::wstring& startup, const std::wstring& desktop, const std::wstring& programs)
 {
     if (!startup.empty()) {
-        ::DeleteFileW((startup + L"\\" + kShortcutName).c_str());  // may already be gone
+        ::DeleteFileW((startup + L"\\" + kProductShortcut).c_str());  // may already be gone
     }
     if (!desktop.empty()) {
-        ::DeleteFileW((desktop + L"\\" + kShortcutName).c_str());  // may already be gone
+        ::DeleteFileW((desktop + L"\\" + kProductShortcut).c_str());  // may already be gone
     }
     if (!programs.empty()) {
-        const std::wstring group = programs + L"\\" + kProduct + L"\\";
+        const std::wstring group = programs + L"\\" + kProductName + L"\\";
         DeleteMatchingFiles(group, L"*.*");
         ::RemoveDirectoryW(group.c_str());  // stays when something else is in it
     }
@@ -166,7 +159,7 @@ void RemoveEveryUsersShortcuts()
 void RunUninstall(const std::wstring& productFolder)
 {
     UnregisterProduct(productFolder);
-    RemoveRegistration(kMaker, kProduct, kUninstallKeyName, kProductExe);
+    RemoveRegistration(kMakerName, kProductName, kUninstallKeyName, kProductExe);
     RestoreFileAssociations();
     RemoveLoggedItems(productFolder);
 
