@@ -3,6 +3,7 @@
 #include "app/product_names.h"
 #include "system/handles.h"
 #include "system/services.h"
+#include "system/user_keys.h"
 #include "uninstall/association_table.h"
 
 #include <shlobj.h>
@@ -139,17 +140,7 @@ void RemoveRegistration(const wchar_t* maker, const wchar_t* product, const wcha
 
     // The product also ran under other accounts whose profiles are loaded;
     // a profile that refuses access keeps its entries.
-    wchar_t userName[kRegKeyNameChars];
-    for (DWORD index = 0;; ++index) {
-        DWORD nameChars = kRegKeyNameChars;
-        if (::RegEnumKeyExW(HKEY_USERS, index, userName, &nameChars, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        if (UniqueRegKey user = OpenKey(HKEY_USERS, userName)) {
-            RemoveUserEntries(user.Get(), productKey, makerKey, applicationKey);
-        }
-    }
+    ForEachUserKey(KEY_ALL_ACCESS, [&](HKEY user) { RemoveUserEntries(user, productKey, makerKey, applicationKey); });
 
     for (const wchar_t* productClass : {L"PV8.Document", L".pv8lic", L"Pixvane8.License", L"Pixvane.8"}) {
         DeleteRegistryTree(HKEY_CLASSES_ROOT, productClass);

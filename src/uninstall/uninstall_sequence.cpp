@@ -4,6 +4,7 @@
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
+#include "system/user_keys.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/log_removal.h"
 #include "uninstall/registry_cleanup.h"
@@ -18,7 +19,6 @@ namespace {
 constexpr DWORD kUnregisterWaitMs = 5000;
 // Shell-folder values are read into a buffer of this many bytes.
 constexpr DWORD kShellFolderValueBytes = 1024;
-constexpr DWORD kUserKeyNameChars = 512;
 // Shorter answers than this from the shell are not real folders.
 constexpr size_t kMinFolderChars = 4;
 
@@ -133,25 +133,15 @@ std::wstring ReadShellFolder(HKEY shellFolders, const wchar_t* name)
 // user's own Explorer settings name.
 void RemoveEveryUsersShortcuts()
 {
-    for (DWORD index = 0;; ++index) {
-        wchar_t userName[kUserKeyNameChars] = {};
-        DWORD nameChars = kUserKeyNameChars;
-        if (::RegEnumKeyExW(HKEY_USERS, index, userName, &nameChars, nullptr, nullptr, nullptr, nullptr) !=
-            ERROR_SUCCESS) {
-            break;
-        }
-        UniqueRegKey user;
-        if (::RegOpenKeyExW(HKEY_USERS, userName, 0, KEY_READ, user.Put()) != ERROR_SUCCESS) {
-            continue;  // a hive we may not read is skipped
-        }
+    ForEachUserKey(KEY_READ, [](HKEY user) {
         UniqueRegKey shellFolders;
-        if (::RegOpenKeyExW(user.Get(), kShellFoldersKey, 0, KEY_READ, shellFolders.Put()) != ERROR_SUCCESS) {
-            continue;
+        if (::RegOpenKeyExW(user, kShellFoldersKey, 0, KEY_READ, shellFolders.Put()) != ERROR_SUCCESS) {
+            return;
         }
         RemoveProductShortcuts(ReadShellFolder(shellFolders.Get(), L"Startup"),
                                ReadShellFolder(shellFolders.Get(), L"Desktop"),
                                ReadShellFolder(shellFolders.Get(), L"Programs"));
-    }
+    });
 }
 
 }  // namespace
