@@ -131,7 +131,7 @@ TEST(SelfRemovalCopy, UnregistersTheHandlerDeletesTheFirstStageAndSchedulesItsel
     EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, kThumb32Class));
     EXPECT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, kThumbXP32Class)) << "only the library of this Windows version";
     EXPECT_FALSE(FileExists(product.uninstaller));
-    EXPECT_NE(PendingFileRenames().find(copy), std::wstring::npos);
+    EXPECT_TRUE(IsPendingDeletion(copy));
     EXPECT_TRUE(NoMessageBoxWithin(200));
     RunToEnd(L"regsvr32.exe /s /u " + Quoted(product.folder + L"\\ThumbPviXP32.dll"));
 }

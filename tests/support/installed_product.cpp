@@ -1,7 +1,9 @@
 #include "support/installed_product.h"
 
 #include "support/test_env.h"
+#include "system/path_text.h"
 #include "system/services.h"
+#include "uninstall/install_log_text.h"
 
 #include <objbase.h>
 #include <shlobj.h>
@@ -56,17 +58,9 @@ std::string Narrow(const std::wstring& text)
     return narrow;
 }
 
-std::wstring TrimEnd(std::wstring text)
-{
-    while (!text.empty() && static_cast<unsigned>(text.back()) < 33) {
-        text.pop_back();
-    }
-    return text;
-}
-
 std::wstring Trim(std::wstring text)
 {
-    text = TrimEnd(std::move(text));
+    text = std::wstring(TrimLogLineEnd(text));
     const size_t first = text.find_first_not_of(L" \t");
     return first == std::wstring::npos ? std::wstring() : text.substr(first);
 }
@@ -76,12 +70,6 @@ std::wstring ShellFolder(int csidl)
     wchar_t path[MAX_PATH] = {};
     ::SHGetFolderPathW(nullptr, csidl | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, path);
     return path;
-}
-
-std::wstring FolderOf(const std::wstring& path)
-{
-    const size_t cut = path.rfind(L'\\');
-    return cut == std::wstring::npos ? std::wstring() : path.substr(0, cut);
 }
 
 const wchar_t* RootName(HKEY root)
@@ -116,7 +104,7 @@ public:
         while (start < list.size()) {
             size_t end = list.find('\n', start);
             end = (end == std::string::npos) ? list.size() : end;
-            DeployLine(TrimEnd(Widen(list.substr(start, end - start))));
+            DeployLine(std::wstring(TrimLogLineEnd(Widen(list.substr(start, end - start)))));
             start = end + 1;
         }
         m_log = list;
@@ -341,7 +329,7 @@ private:
             CopyOne(PackagePath(Trim(body.substr(0, arrow))), m_folder + L"\\" + Trim(body.substr(arrow + 1)));
             return;
         }
-        const std::wstring subfolder = FolderOf(body);
+        const std::wstring subfolder = ParentFolder(body);
         WIN32_FIND_DATAW found = {};
         UniqueFindHandle search(::FindFirstFileW(PackagePath(body).c_str(), &found));
         if (!search) {

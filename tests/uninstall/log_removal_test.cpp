@@ -2,6 +2,7 @@
 // goes, what it does not name (or names in a way it must not) stays, and what
 // is in use is left to the restart.
 #include "support/test_env.h"
+#include "support/uninstall_run.h"
 #include "uninstall/install_log.h"
 #include "uninstall/log_removal.h"
 
@@ -14,11 +15,6 @@ namespace {
 std::string Narrow(const std::wstring& text)
 {
     return std::string(text.begin(), text.end());  // test paths are Latin-1
-}
-
-bool IsPendingAtRestart(const std::wstring& path)
-{
-    return PendingFileRenames().find(path) != std::wstring::npos;
 }
 
 // Held without FILE_SHARE_DELETE, as a running program holds its files.
@@ -123,19 +119,19 @@ TEST_F(LogRemoval, WhatCannotGoNowGoesAtTheRestart)
     EXPECT_FALSE(FileExists(In(L"hidden.dat")));
     // Read-only and hidden were cleared for the attempt, the system bit kept.
     EXPECT_EQ(::GetFileAttributesW(In(L"locked.dll").c_str()) & all, static_cast<DWORD>(FILE_ATTRIBUTE_SYSTEM));
-    EXPECT_TRUE(IsPendingAtRestart(In(L"locked.dll")));
-    EXPECT_FALSE(IsPendingAtRestart(In(L"ro.dat")));
+    EXPECT_TRUE(IsPendingDeletion(In(L"locked.dll")));
+    EXPECT_FALSE(IsPendingDeletion(In(L"ro.dat")));
     // Log order: Effects still held Frames when its turn came.
     EXPECT_FALSE(FolderExists(In(L"Effects\\Frames")));
-    EXPECT_TRUE(IsPendingAtRestart(In(L"Effects")));
-    EXPECT_TRUE(IsPendingAtRestart(In(L"Languages")));
+    EXPECT_TRUE(IsPendingDeletion(In(L"Effects")));
+    EXPECT_TRUE(IsPendingDeletion(In(L"Languages")));
 
     holder.Reset();
     ASSERT_EQ(RunToEnd(L"wineboot.exe -r", 120000), 0);
     EXPECT_FALSE(FileExists(In(L"locked.dll")));
     EXPECT_FALSE(FolderExists(In(L"Effects")));
     EXPECT_TRUE(FileExists(In(L"Languages\\mine.txt")));
-    EXPECT_FALSE(IsPendingAtRestart(In(L"locked.dll")));
+    EXPECT_FALSE(IsPendingDeletion(In(L"locked.dll")));
 }
 
 TEST_F(LogRemoval, OnlyPrefixLimitsTheFilePassButNotTheFolderPass)
@@ -169,7 +165,7 @@ TEST_F(LogRemoval, BothLogsAreReadOlderOneFirstAndAMissingOneIsNothing)
     EXPECT_FALSE(FileExists(In(L"old.dat")));
     EXPECT_FALSE(FileExists(In(L"sub\\a.dat")));
     // The older log's folder came before the newer log emptied it.
-    EXPECT_TRUE(IsPendingAtRestart(In(L"sub")));
+    EXPECT_TRUE(IsPendingDeletion(In(L"sub")));
 }
 
 TEST_F(LogRemoval, TamperedEntriesCannotReachOutOfTheProductFolder)
