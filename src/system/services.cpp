@@ -76,9 +76,8 @@ bool IsVistaOrLater()
 void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
 {
     // CreateProcessW may write into the command line, so it gets its own copy.
-    std::vector<wchar_t> writable(kCommandLineChars, L'\0');
     const size_t length = std::wcslen(commandLine);
-    writable.resize((length + 1 > writable.size()) ? length + 1 : writable.size(), L'\0');
+    std::vector<wchar_t> writable(length < kCommandLineChars ? kCommandLineChars : length + 1, L'\0');
     std::wmemcpy(writable.data(), commandLine, length);
 
     STARTUPINFOW startup = {};
