@@ -2,3 +2,4 @@
 
 int32_t SilentLevel = 1;
 std::wstring PackageFolder;
+int ExitCode = 0;

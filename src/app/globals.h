@@ -10,3 +10,6 @@ extern int32_t SilentLevel;
 
 // The folder of the self-extracting package ("-sfxname="); empty without it.
 extern std::wstring PackageFolder;
+
+// What the process ends with; the install road sets it (see install/installation.h).
+extern int ExitCode;

@@ -1,3 +1,4 @@
+#include "app/globals.h"
 #include "app/setup_app.h"
 
 #include <exception>
@@ -10,5 +11,5 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
     } catch (...) {
         return 1;
     }
-    return 0;
+    return ExitCode;
 }

@@ -9,3 +9,7 @@ constexpr wchar_t kProductFolderName[] = L"Pixvane 8";  // under the programs fo
 constexpr wchar_t kUninstallKeyName[] = L"Pixvane 8";
 constexpr wchar_t kProductExe[] = L"Pixvn8.exe";
 constexpr wchar_t kProductShortcut[] = L"Pixvane 8.lnk";
+
+// The maker's web addresses.
+constexpr wchar_t kMakerHomePage[] = L"https://www.quorvex.example/pixvane";
+constexpr wchar_t kInstallScriptAddress[] = L"https://www.quorvex.example/pvdx/InstScript.asp";

@@ -56,7 +56,8 @@ BOOL CSetupApp::InitInstance()
     }
 
     if (mode == SetupMode::Install) {
-        return RunInstallation();
+        ExitCode = RunInstallation();
+        return TRUE;
     }
     RelaunchForSelfRemoval();
     return FALSE;

@@ -24,6 +24,7 @@ struct FileVersion {
 struct InstallState {
     std::wstring destinationFolder;  // never ends in a backslash
     std::wstring sourceFolder;
+    std::wstring packageFolder;  // the folder of the self-extracting package; empty without "-sfxname="
     InstallKind kind = AllUsers;
     bool freshInstall = false;
     std::wstring groupName = kProductName;
@@ -32,6 +33,7 @@ struct InstallState {
     bool runAfter = false;
     FileVersion installedVersion;
     FileVersion packageVersion;
+    unsigned betaNumber = 0;  // 0 for a released version
     bool upgrade = false;
     bool settingsSupplied = false;
 };

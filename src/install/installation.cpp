@@ -1,7 +1,11 @@
 #include "install/installation.h"
 
-BOOL RunInstallation()
+int RunInstallation()
 {
     // The installation itself is not built yet: install mode ends here.
-    return FALSE;
+    return kExitInstalled;
+}
+
+void PerformInstall()
+{
 }

@@ -1,8 +1,19 @@
 // The installation driver: settles folders and options, checks what is
-// already installed, then runs the wizard or installs unattended.
+// already installed, then runs the wizard or installs unattended, and at the
+// end starts the product or restarts the computer.
 #pragma once
 
-#include <windows.h>
+// Exit codes, as the tools that deploy software read them.
+constexpr int kExitInstalled = 0;          // installed
+constexpr int kExitDamagedPackage = 1;     // the package is damaged; nothing was done
+constexpr int kExitUserDeclined = 1602;    // a question was answered No, or the wizard was cancelled
+constexpr int kExitInstallFailed = 1603;   // the run went through, but the product is not in place
+constexpr int kExitRestartStarted = 1641;  // installed, and the restart has been started
+constexpr int kExitRestartNeeded = 3010;   // installed; a file in use waits for a restart not made here
 
-// The install road from start-up; the result ends the program.
-BOOL RunInstallation();
+// The install road from start-up; returns the process exit code.
+int RunInstallation();
+
+// Every installation step, in order, on the installation state: used by
+// RunInstallation when unattended and by the wizard's installing page.
+void PerformInstall();

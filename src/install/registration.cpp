@@ -1,0 +1,5 @@
+#include "install/registration.h"
+
+void RegisterProduct()
+{
+}
