@@ -14,17 +14,27 @@ bool InstallLogReader::ReadLine(std::wstring& line)
     if (!m_file) {
         return false;
     }
-    wchar_t buffer[kLogLineChars];
     for (;;) {
-        if (!std::fgetws(buffer, static_cast<int>(kLogLineChars), m_file.Get())) {
+        // One read as the line-oriented runtime call makes it: up to a line
+        // feed or kLogLineChars - 1 characters. Counted here rather than
+        // measured afterwards, since a NUL inside the line would cut the
+        // measure short and make the rest of a long line look like a new one.
+        std::wstring piece;
+        wint_t c = WEOF;
+        while (piece.size() < kLogLineChars - 1 && (c = std::fgetwc(m_file.Get())) != WEOF) {
+            piece += static_cast<wchar_t>(c);
+            if (c == L'\n') {
+                break;
+            }
+        }
+        if (piece.empty()) {
             return false;
         }
-        const std::size_t length = std::wcslen(buffer);
         const bool startsLine = !m_midLine;
-        // A full buffer without its line feed means the physical line goes on.
-        m_midLine = length == kLogLineChars - 1 && buffer[length - 1] != L'\n';
+        m_midLine = piece.size() == kLogLineChars - 1 && piece.back() != L'\n';
         if (startsLine) {
-            line.assign(TrimLogLineEnd(std::wstring_view(buffer, length)));
+            // Like the C string it is read into, the entry ends at a NUL.
+            line.assign(TrimLogLineEnd(std::wstring_view(piece.c_str())));
             return true;
         }
     }

@@ -55,8 +55,9 @@ TEST_F(LogRemoval, OnlyExactEntriesAndTheFirstPieceOfALongLineCount)
                                 L"a.dll", L"a.exe", L"b.exe", L"sub\\x.dat", L"sub\\y.txt", L"sub\\deeper\\z.dat"}) {
         Touch(In(name));
     }
-    // 600 characters: 511 in one read, then 89 that look like an entry of their own.
-    std::string longLine = "File Copy: first.dat | ";
+    // 600 characters, a NUL among them: 511 in one read, then 89 that look
+    // like an entry of their own.
+    std::string longLine("File Copy: first.dat\0 | ", 24);
     longLine.resize(511, 'x');
     longLine += "File Copy: second.dat | ";
     longLine.resize(600, 'y');
