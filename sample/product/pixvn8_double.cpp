@@ -2,7 +2,8 @@
 // resource and a main window titled like the product's, so that setup's
 // start-up and removal can be exercised against it. It records the
 // registration runs ("-regonly", "-unregonly") outside the product folder,
-// where a test can still read them after an uninstall. While its window is
+// where a test can still read them after an uninstall; with a file
+// "hang-on-unregister" beside it, a run then takes 20 s to end. While its window is
 // open it is a member of the running-instance registry, like the product,
 // and records what the other members and setup tell it.
 #include "app/instance_manager.h"
@@ -35,7 +36,7 @@ std::wstring RecordFolder()
     return folder;
 }
 
-// calls.log: one line per registration run.
+// calls.log: one line per registration run, with the folder it ran in.
 void RecordCall(const wchar_t* what)
 {
     const std::wstring folder = RecordFolder();
@@ -43,7 +44,9 @@ void RecordCall(const wchar_t* what)
     if (!log) {
         return;
     }
-    std::fwprintf(log, L"%ls %ls\n", what, OwnFolder().c_str());
+    wchar_t current[MAX_PATH] = {};
+    ::GetCurrentDirectoryW(MAX_PATH, current);
+    std::fwprintf(log, L"%ls %ls in %ls\n", what, OwnFolder().c_str(), current);
     std::fclose(log);
 }
 
@@ -78,6 +81,7 @@ void RecordMessage(const char* event, LPARAM other, bool withOther)
 }
 
 constexpr WPARAM kCloseFromSetup = 1001;
+constexpr DWORD kHangMs = 20000;
 
 LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
@@ -137,6 +141,10 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int)
     for (int i = 1; i < __argc; ++i) {
         if (::lstrcmpiW(__wargv[i], L"-regonly") == 0 || ::lstrcmpiW(__wargv[i], L"-unregonly") == 0) {
             RecordCall(__wargv[i] + 1);
+            // A product that hangs while it unregisters, for setup's time limit.
+            if (::GetFileAttributesW((OwnFolder() + L"\\hang-on-unregister").c_str()) != INVALID_FILE_ATTRIBUTES) {
+                ::Sleep(kHangMs);
+            }
             return 0;
         }
     }

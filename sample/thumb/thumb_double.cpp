@@ -2,6 +2,9 @@
 // what a real handler writes (its class under CLSID and the thumbnail
 // extension of ".pvi"); unregistering takes exactly that away again.
 #include <windows.h>
+#include <shlobj.h>
+
+#include <cstdio>
 
 #include <string>
 
@@ -71,12 +74,50 @@ extern "C" HRESULT __stdcall DllRegisterServer()
     return ok ? S_OK : E_FAIL;
 }
 
+namespace {
+
+// Notes the unregistration with the folder it ran in beside the product
+// double's own records; with a file "hang-on-unregister" beside the library
+// it then takes 20 s to return.
+void RecordUnregistration()
+{
+    wchar_t path[MAX_PATH] = {};
+    wchar_t current[MAX_PATH] = {};
+    wchar_t records[MAX_PATH] = {};
+    ::GetModuleFileNameW(g_module, path, MAX_PATH);
+    ::GetCurrentDirectoryW(MAX_PATH, current);
+    if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, 0, records))) {
+        return;
+    }
+    const std::wstring folder = std::wstring(records) + L"\\Pixvn8Double";
+    ::CreateDirectoryW(folder.c_str(), nullptr);
+    if (FILE* log = ::_wfopen((folder + L"\\calls.log").c_str(), L"at")) {
+        std::fwprintf(log, L"unregister %ls in %ls\n", path, current);
+        std::fclose(log);
+    }
+}
+
+bool HangsOnUnregister()
+{
+    wchar_t path[MAX_PATH] = {};
+    ::GetModuleFileNameW(g_module, path, MAX_PATH);
+    std::wstring marker(path);
+    marker = marker.substr(0, marker.find_last_of(L'\\') + 1) + L"hang-on-unregister";
+    return ::GetFileAttributesW(marker.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+}  // namespace
+
 extern "C" HRESULT __stdcall DllUnregisterServer()
 {
+    RecordUnregistration();
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, (ClassKey() + L"\\InprocServer32").c_str());
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, ClassKey().c_str());
     ::RegDeleteKeyW(HKEY_CLASSES_ROOT, kThumbnailProviderShellEx);
     DeleteKeyIfUnused(L".pvi\\ShellEx");
     DeleteKeyIfUnused(L".pvi");
+    if (HangsOnUnregister()) {
+        ::Sleep(20000);
+    }
     return S_OK;
 }
