@@ -1,6 +1,9 @@
 #include "app/running_instances.h"
 
 #include "app/instance_manager.h"
+#include "app/product_names.h"
+#include "system/path_text.h"
+#include "system/services.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 
@@ -24,6 +27,26 @@ std::wstring InstanceQuestion(int others)
     return others == 1 ? LoadMessageText(IDS_INSTANCE_OPEN_ONE) : FormatMessageText(IDS_INSTANCES_OPEN_MANY, others);
 }
 
+// The file name of a process's program, lower-cased; empty when unknown.
+std::wstring ProgramNameOf(HANDLE process)
+{
+    wchar_t path[kPathChars] = {};
+    DWORD chars = static_cast<DWORD>(kPathChars);
+    if (!::QueryFullProcessImageNameW(process, 0, path, &chars)) {
+        return {};
+    }
+    const std::wstring_view full(path, chars);
+    return ToLowerAscii(full.substr(full.find_last_of(L"\\/") + 1));
+}
+
+// Whether the process runs the product or this program (any copy of it,
+// under whatever name it was started).
+bool IsMemberProgram(HANDLE process)
+{
+    const std::wstring name = ProgramNameOf(process);
+    return !name.empty() && (name == ToLowerAscii(kProductExe) || name == ProgramNameOf(::GetCurrentProcess()));
+}
+
 // Asks each of the first `others` members but this process to close, then
 // ends it. Only the first positions are looked at: when this process stands
 // among them, the last other member is left running.
@@ -41,12 +64,15 @@ void CloseInstances(int others)
         if (member == self) {
             continue;
         }
-        // A dead member has no window: the post then lands in our own queue
-        // and the process cannot be opened, both harmlessly.
-        ::PostMessageW(COXInstanceManager::FindInstanceWindow(member), WM_CLOSE, kCloseFromSetup, 0);
+        // A dead member has no window: the post then lands in our own queue,
+        // harmlessly.
+        const HWND window = COXInstanceManager::FindInstanceWindow(member);
+        ::PostMessageW(window, WM_CLOSE, kCloseFromSetup, 0);
         ::Sleep(kCloseGraceMs);
-        UniqueHandle process(::OpenProcess(PROCESS_TERMINATE, FALSE, member));
-        if (process) {
+        UniqueHandle process(::OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, member));
+        // The identifier of a member that died without leaving may since have
+        // gone to an unrelated program: only a proven member is ended.
+        if (process && (window || IsMemberProgram(process.Get()))) {
             ::TerminateProcess(process.Get(), 0);  // already gone is as good as ended
         }
     }
