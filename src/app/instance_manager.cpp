@@ -2,6 +2,8 @@
 
 #include "app/instance_list_text.h"
 
+#include <sddl.h>
+
 #include <span>
 
 namespace {
@@ -38,6 +40,32 @@ public:
 
 private:
     HANDLE m_mutex = nullptr;
+};
+
+// The objects' access list. Created elevated with the default one, they
+// would admit only administrators, and a product the user starts meanwhile
+// could not join. Opening an existing object by name asks for all access, so
+// that is what the session's interactive users get; nobody else is admitted
+// beyond the system and the administrators.
+class InstanceObjectSecurity {
+public:
+    InstanceObjectSecurity()
+    {
+        if (!::ConvertStringSecurityDescriptorToSecurityDescriptorW(kInstanceObjectsAccess, SDDL_REVISION_1,
+                                                                  &m_descriptor, nullptr)) {
+            m_descriptor = nullptr;  // then the default access list, as before
+        }
+        m_attributes.lpSecurityDescriptor = m_descriptor;
+    }
+    InstanceObjectSecurity(const InstanceObjectSecurity&) = delete;
+    InstanceObjectSecurity& operator=(const InstanceObjectSecurity&) = delete;
+    ~InstanceObjectSecurity() { ::LocalFree(m_descriptor); }
+
+    SECURITY_ATTRIBUTES* Get() { return &m_attributes; }
+
+private:
+    PSECURITY_DESCRIPTOR m_descriptor = nullptr;
+    SECURITY_ATTRIBUTES m_attributes = {sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
 };
 
 struct WindowSearch {
@@ -96,12 +124,12 @@ private:
 };
 
 COXInstanceManager::COXInstanceManager(const wchar_t* name, uint32_t additionalSize, bool addSelf)
-    : m_name(name),
-      m_listAreaSize(kInstanceListBytes),
-      m_additionalAreaSize(additionalSize),
-      m_listMutex(::CreateMutexW(nullptr, FALSE, (kListMutexPrefix + m_name).c_str())),
-      m_additionalMutex(::CreateMutexW(nullptr, FALSE, (kAdditionalMutexPrefix + m_name).c_str()))
+    : m_name(name), m_listAreaSize(kInstanceListBytes), m_additionalAreaSize(additionalSize)
 {
+    InstanceObjectSecurity security;
+    m_listMutex.Reset(::CreateMutexW(security.Get(), FALSE, (kListMutexPrefix + m_name).c_str()));
+    m_additionalMutex.Reset(::CreateMutexW(security.Get(), FALSE, (kAdditionalMutexPrefix + m_name).c_str()));
+
     SYSTEM_INFO system = {};
     ::GetSystemInfo(&system);
     m_listAreaSize = RoundAreaSize(m_listAreaSize, system.dwAllocationGranularity);
@@ -112,7 +140,7 @@ COXInstanceManager::COXInstanceManager(const wchar_t* name, uint32_t additionalS
         // started at the same moment could open the fresh mapping and join
         // before the creator zeroes the list, and vanish from it.
         MutexHold hold(m_listMutex.Get());
-        HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE | SEC_COMMIT, 0,
+        HANDLE mapping = ::CreateFileMappingW(INVALID_HANDLE_VALUE, security.Get(), PAGE_READWRITE | SEC_COMMIT, 0,
                                               m_listAreaSize + m_additionalAreaSize,
                                               (kMappingPrefix + m_name).c_str());
         const bool existed = ::GetLastError() == ERROR_ALREADY_EXISTS;

@@ -16,6 +16,10 @@
 constexpr wchar_t kPixvaneInstanceRegistry[] = L"Quorvex.Pixvane-DX.v4";
 constexpr uint32_t kPixvaneAdditionalAreaBytes = 1024;
 
+// Access to the mapping and both mutexes: all for the system, the
+// administrators and the interactive users of the session, nobody else.
+constexpr wchar_t kInstanceObjectsAccess[] = L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;IU)";
+
 // Posted (never sent) to the other participants' main windows, lParam being
 // the process that joined or left.
 constexpr UINT kInstanceJoinedMessage = 1946;

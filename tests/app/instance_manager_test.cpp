@@ -5,6 +5,9 @@
 #include "app/instance_registry_helpers.h"
 #include "support/test_env.h"
 
+#include <aclapi.h>
+#include <sddl.h>
+
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -20,6 +23,28 @@ Ids ListOf(COXInstanceManager& registry)
     return ids;
 }
 
+// The access list of a named mapping or mutex, in SDDL; empty when it cannot be read.
+std::wstring AccessListOf(const wchar_t* name)
+{
+    UniqueHandle object(::OpenMutexW(READ_CONTROL, FALSE, name));
+    if (!object) {
+        object.Reset(::OpenFileMappingW(READ_CONTROL, FALSE, name));
+    }
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    wchar_t* text = nullptr;
+    if (!object || ::GetSecurityInfo(object.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
+                                     nullptr, nullptr, &descriptor) != ERROR_SUCCESS ||
+        !::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
+                                                                DACL_SECURITY_INFORMATION, &text, nullptr)) {
+        ::LocalFree(descriptor);
+        return {};
+    }
+    std::wstring list(text);
+    ::LocalFree(text);
+    ::LocalFree(descriptor);
+    return list;
+}
+
 class InstanceRegistry : public ::testing::Test {
 protected:
     void TearDown() override { DiscardThreadMessages(); }
@@ -28,6 +53,7 @@ protected:
 
 }  // namespace
 
+// The names and numbers every participant must share, as literals.
 TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
 {
     COXInstanceManager registry(L"Test.Pixvane.Layout", 1024, true);
@@ -42,14 +68,12 @@ TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
         ASSERT_EQ(raw.Slot(slot), 0u) << slot;
     }
 
-    registry.AddInstance(1001);
-    registry.AddInstance(1002);
-    EXPECT_TRUE(registry.RemoveInstance(m_self));
-    EXPECT_EQ(raw.Word(4), 2u);
-    EXPECT_EQ(raw.Slot(0), 1001u);
-    EXPECT_EQ(raw.Slot(1), 1002u);
-    EXPECT_EQ(raw.Slot(2), 1002u);  // the stale copy the product also leaves
-    EXPECT_EQ(raw.Slot(3), 0u);
+    for (DWORD id : {1001, 1002, 1001}) {
+        registry.AddInstance(id);
+    }
+    EXPECT_TRUE(registry.RemoveInstance(1001));  // the first occurrence only
+    EXPECT_EQ(ListOf(registry), (Ids{m_self, 1002, 1001}));
+    EXPECT_EQ(raw.Slot(3), 1001u);  // the stale copy the product also leaves
 
     // The second area starts at the rounded list size and is the same memory.
     auto* additional = static_cast<uint8_t*>(registry.MapAdditionalArea());
@@ -59,6 +83,15 @@ TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
     additional[65535] = 0xCD;
     EXPECT_EQ(raw.Bytes()[65536], 0xAB);
     EXPECT_EQ(raw.Bytes()[131071], 0xCD);
+
+    // The mapping and both mutexes admit the session's interactive users (IU)
+    // beside the system and the administrators, and nobody else. Wine does
+    // not enforce access lists: only the list given at creation is checked.
+    for (const wchar_t* name : {L"Local\\COXInstanceManager_FileMap_Test.Pixvane.Layout",
+                                L"Local\\COXInstanceManager_InstanceList_Mutex_Test.Pixvane.Layout",
+                                L"Local\\COXInstanceManager_Additional_Mutex_Test.Pixvane.Layout"}) {
+        EXPECT_EQ(AccessListOf(name), L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;IU)") << name;
+    }
 }
 
 TEST_F(InstanceRegistry, ALaterMemberFindsTheListAsItIsAndLeavingTakesItsIdOut)
@@ -106,18 +139,18 @@ TEST_F(InstanceRegistry, PostsWhoJoinsAndLeavesToTheOtherMembersMainWindows)
     MSG message;
 
     EXPECT_TRUE(registry.AddInstance(1004));
-    ASSERT_TRUE(main.TakePosted(kInstanceJoinedMessage, message));
+    ASSERT_TRUE(main.TakePosted(1946, message));
     EXPECT_EQ(message.lParam, 1004);
     EXPECT_EQ(message.wParam, 0u);
-    EXPECT_FALSE(main.TakePosted(kInstanceJoinedMessage, message));
+    EXPECT_FALSE(main.TakePosted(1946, message));
 
     EXPECT_TRUE(registry.RemoveInstance(1004));
-    ASSERT_TRUE(main.TakePosted(kInstanceLeftMessage, message));
+    ASSERT_TRUE(main.TakePosted(1947, message));
     EXPECT_EQ(message.lParam, 1004);
 
     // Nobody left who was not there: nothing posted.
     EXPECT_FALSE(registry.RemoveInstance(1004));
-    EXPECT_FALSE(main.TakePosted(kInstanceLeftMessage, message));
+    EXPECT_FALSE(main.TakePosted(1947, message));
 }
 
 TEST(InstanceWindowSearch, TakesOnlyAnUnownedNonToolWindowTitledLikeTheProduct)
