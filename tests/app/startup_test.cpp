@@ -79,9 +79,12 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     const std::wstring copy = MakeScratchFolder(L"copy-hang-temp") + L"\\uni5A.tmp";
     ::CopyFileW(PackagePath(L"setup.exe").c_str(), copy.c_str(), FALSE);
 
+    // Started inside the (empty) x32 folder, which must not keep it from going.
+    const std::wstring x32 = folder + L"\\x32";
+    MakeFolders(x32);
     const ULONGLONG start = ::GetTickCount64();
     ChildProcess second;
-    ASSERT_TRUE(second.Start(Quoted(copy) + L" -delself " + Quoted(folder + L"\\PxvUnInst.exe") + L" -v"));
+    ASSERT_TRUE(second.Start(Quoted(copy) + L" -delself " + Quoted(folder + L"\\PxvUnInst.exe") + L" -v", x32.c_str()));
     const auto box = AnswerMessageBox(IDOK, 30000, second.Id());
     const ULONGLONG spent = ::GetTickCount64() - start;
     EndHungPrograms();
@@ -102,6 +105,7 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, kThumb32Class));
     EXPECT_FALSE(FileExists(folder + L"\\PxvUnInst.exe"));
     EXPECT_TRUE(IsPendingDeletion(copy));
+    EXPECT_FALSE(FolderExists(x32) || IsPendingDeletion(x32));
     ASSERT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, kThumbXP32Class));
     ::DeleteFileW((folder + L"\\hang-on-unregister").c_str());
     RunToEnd(L"regsvr32.exe /s /u " + Quoted(folder + L"\\ThumbPviXP32.dll"));

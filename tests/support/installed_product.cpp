@@ -10,83 +10,34 @@
 #include <wrl/client.h>
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
-constexpr wchar_t kProductExe[] = L"Pixvn8.exe";
 constexpr wchar_t kShortcut[] = L"Pixvane 8.lnk";
-constexpr wchar_t kHelpShortcut[] = L"Pixvane 8 Help.lnk";
 constexpr wchar_t kSecondUserSid[] = L"S-1-5-21-1000-1000-1000-1001";
 constexpr wchar_t kSecondUserProfile[] = L"C:\\users\\pxother";
 constexpr wchar_t kFileExts[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\";
-constexpr wchar_t kShellFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
-constexpr wchar_t kThumbnailProviderShellEx[] = L".pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
 constexpr wchar_t kUninstallKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8";
-constexpr wchar_t kAppPathsKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe";
-constexpr size_t kBulkFilesPerFolder = 200;
+constexpr wchar_t kProductProgId[] = L"Applications\\Pixvn8.exe";
 
 // The extensions the product took over, and the program each had before.
 struct TakenAssociation {
     const wchar_t* extension;
     const wchar_t* previous;  // empty: nothing to give back
 };
-const TakenAssociation kTakenAssociations[] = {
-    {L".jpg", L"mspaint.exe"},
-    {L".png", L""},
-    {L".pvi", L""},
-};
+const TakenAssociation kTakenAssociations[] = {{L".jpg", L"mspaint.exe"}, {L".png", L""}, {L".pvi", L""}};
 // An extension whose choice the user made for another program.
 constexpr wchar_t kUsersOwnExtension[] = L".gif";
 constexpr wchar_t kUsersOwnProgram[] = L"otherview.exe";
 
-std::wstring Widen(const std::string& text)
-{
-    std::wstring wide;
-    for (char c : text) {
-        wide += static_cast<wchar_t>(static_cast<unsigned char>(c));
-    }
-    return wide;
-}
-
-std::string Narrow(const std::wstring& text)
-{
-    std::string narrow;
-    for (wchar_t c : text) {
-        narrow += static_cast<char>(c);
-    }
-    return narrow;
-}
-
-std::wstring Trim(std::wstring text)
-{
-    text = std::wstring(TrimLogLineEnd(text));
-    const size_t first = text.find_first_not_of(L" \t");
-    return first == std::wstring::npos ? std::wstring() : text.substr(first);
-}
-
 std::wstring ShellFolder(int csidl)
 {
-    wchar_t path[MAX_PATH] = {};
-    ::SHGetFolderPathW(nullptr, csidl | CSIDL_FLAG_CREATE, nullptr, SHGFP_TYPE_CURRENT, path);
-    return path;
+    return GetSpecialFolderPath(csidl);
 }
 
-const wchar_t* RootName(HKEY root)
+std::wstring Key(const TakenAssociation& taken)
 {
-    if (root == HKEY_LOCAL_MACHINE) {
-        return L"HKLM";
-    }
-    if (root == HKEY_CURRENT_USER) {
-        return L"HKCU";
-    }
-    if (root == HKEY_CLASSES_ROOT) {
-        return L"HKCR";
-    }
-    if (root == HKEY_USERS) {
-        return L"HKU";
-    }
-    return L"?";
+    return kFileExts + std::wstring(taken.extension);
 }
 
 // Builds the installation the installer would leave behind; every step
@@ -95,172 +46,118 @@ class Installer {
 public:
     explicit Installer(InstalledProduct& product) : m_product(product), m_folder(product.layout.productFolder) {}
 
+    // Plain copies and system-supplied libraries, as a 64-bit build outside
+    // a portable installation takes them (the test system has no such library).
     void DeployPackageList()
     {
-        const std::string list = ReadTextFile(PackagePath(L"PxvUnInst.log"));
         MakeFolders(m_folder);  // the folders above it are not the installation's
         m_product.folders.push_back(m_folder);
-        size_t start = 0;
-        while (start < list.size()) {
-            size_t end = list.find('\n', start);
-            end = (end == std::string::npos) ? list.size() : end;
-            DeployLine(std::wstring(TrimLogLineEnd(Widen(list.substr(start, end - start)))));
-            start = end + 1;
+        m_log = ReadTextFile(PackagePath(L"PxvUnInst.log"));
+        std::wstring_view rest;
+        for (size_t start = 0, end = 0; start < m_log.size(); start = end + 1) {
+            end = std::min(m_log.find('\n', start), m_log.size());
+            const std::string raw = m_log.substr(start, end - start);
+            const std::wstring line(TrimLogLineEnd(std::wstring(raw.begin(), raw.end())));
+            if (MatchLogPrefix(line, kMakeDirPrefix, rest)) {
+                MakeFolder(m_folder + L"\\" + std::wstring(rest));
+            } else if (MatchLogPrefix(line, kFileCopyPrefix, rest) || MatchLogPrefix(line, kFileCopyIndPrefix, rest)) {
+                CopyFromPackage(std::wstring(rest));
+            }
         }
-        m_log = list;
-    }
-
-    // The product writes its settings file on its first run.
-    void RunProductOnce() { MakeFile(m_folder + L"\\Pixvn8.cfg", "[Capture]\r\nDelay=0\r\n"); }
-
-    // Installed files are not all plain: the removal must cope with these.
-    void MarkSomeFilesSpecial()
-    {
+        // The product writes its settings on its first run; installed files
+        // are not all plain, and the removal must cope with that.
+        MakeFile(m_folder + L"\\Pixvn8.cfg", "[Capture]\r\nDelay=0\r\n");
         ::SetFileAttributesW((m_folder + L"\\Pixvn8Man.chm").c_str(), FILE_ATTRIBUTE_READONLY);
-        ::SetFileAttributesW((m_folder + L"\\HomePage.url").c_str(), FILE_ATTRIBUTE_HIDDEN);
         ::SetFileAttributesW((m_folder + L"\\Languages\\Deutsch.lng").c_str(),
                              FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
-    }
-
-    void AddBulkFiles(size_t count)
-    {
-        if (count == 0) {
-            return;
-        }
-        std::string lines = "Make Dir: Data\r\n";
-        MakeFolder(m_folder + L"\\Data");
-        for (size_t i = 0; i < count; ++i) {
-            wchar_t set[16] = {};
-            std::swprintf(set, 16, L"Data\\Set%02u", static_cast<unsigned>(i / kBulkFilesPerFolder));
-            if (i % kBulkFilesPerFolder == 0) {
-                lines += "Make Dir: " + Narrow(set) + "\r\n";
+        for (size_t i = 0; i < m_product.layout.bulkLoggedFiles; ++i) {
+            const std::wstring set = L"Data" + std::to_wstring(i / 200);
+            if (i % 200 == 0) {
                 MakeFolder(m_folder + L"\\" + set);
+                m_log += "Make Dir: " + std::string(set.begin(), set.end()) + "\r\n";
             }
-            wchar_t name[48] = {};
-            std::swprintf(name, 48, L"%ls\\capture%04u.dat", set, static_cast<unsigned>(i));
+            const std::wstring name = set + L"\\capture" + std::to_wstring(i) + L".dat";
             MakeFile(m_folder + L"\\" + name, "bulk");
-            lines += "File Copy: " + Narrow(name) + "\r\n";
-        }
-        m_log += lines;
-    }
-
-    // The installed log: the package list as it came, then what the
-    // installer appends line by line.
-    void WriteInstalledLog()
-    {
-        const std::wstring path = m_folder + L"\\PxvUnInst.log";
-        WriteTextFile(path, m_log);
-        m_product.files.push_back(path);
-        AppendLineToFile(path.c_str(), L"");
-        AppendLineToFile(path.c_str(), (L"Made Dir: " + m_product.groupFolder).c_str());
-        for (const std::wstring& link : m_links) {
-            AppendLineToFile(path.c_str(), (L"Shell Link: " + link).c_str());
+            m_log += "File Copy: " + std::string(name.begin(), name.end()) + "\r\n";
         }
     }
 
-    // The log of an earlier version's installer. Those installers put their
-    // list in place through a line of its own, so it names itself.
-    void WriteOlderInstallLog()
+    // An earlier version's log, which names itself; then the group and
+    // shortcuts, and the installed log: the package list as it came and
+    // what the installer appends line by line.
+    void WriteLogsAndShortcuts()
     {
-        const std::wstring oldLink = ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\Pixvane 7.lnk";
+        const std::wstring desktop = ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY);
         MakeFile(m_folder + L"\\Pixvn7.exe", "old product");
-        MakeLink(m_folder + L"\\Pixvn7.exe", oldLink, L"");
-        const std::wstring path = m_folder + L"\\install.log";
-        MakeFile(path, "File Copy: Pixvn7.exe\r\nFile Copy: install.log\r\nShell Link: " + Narrow(oldLink) + "\r\n");
-    }
+        MakeLink(m_folder + L"\\Pixvn7.exe", desktop + L"\\Pixvane 7.lnk");
+        MakeFile(m_folder + L"\\install.log", "File Copy: Pixvn7.exe\r\nFile Copy: install.log\r\nShell Link: " +
+                                                  Narrow(desktop) + "\\Pixvane 7.lnk\r\n");
 
-    void MakeStartMenuGroup()
-    {
         const std::wstring programs = ShellFolder(CSIDL_COMMON_PROGRAMS);
-        const std::wstring& group = m_product.layout.groupName;
-        for (size_t i = 1; i < group.size(); ++i) {
-            if (group[i] == L'\\') {
-                MakeFolder(programs + L"\\" + group.substr(0, i));
-            }
+        m_product.groupFolder = programs + L"\\" + m_product.layout.groupName;
+        for (std::wstring folder = m_product.groupFolder; folder.size() > programs.size(); folder = ParentFolder(folder)) {
+            m_product.folders.push_back(folder);
         }
-        m_product.groupFolder = programs + L"\\" + group;
-        MakeFolder(m_product.groupFolder);
-        const std::wstring exe = m_folder + L"\\" + kProductExe;
-        const std::wstring pictures = ShellFolder(CSIDL_MYPICTURES);
-        LogLink(exe, m_product.groupFolder + L"\\" + kShortcut, pictures);
-        LogLink(m_folder + L"\\Pixvn8Man.chm", m_product.groupFolder + L"\\" + kHelpShortcut, L"");
-        LogLink(exe, ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\" + kShortcut, pictures);
-        LogLink(exe, ShellFolder(CSIDL_COMMON_STARTUP) + L"\\" + kShortcut, pictures);
+        MakeFolders(m_product.groupFolder);
+        const std::wstring exe = m_folder + L"\\Pixvn8.exe";
+        std::vector<std::wstring> logged = {m_product.groupFolder + L"\\" + kShortcut,
+                                            m_product.groupFolder + L"\\Pixvane 8 Help.lnk", desktop + L"\\" + kShortcut};
+        for (const std::wstring& link : logged) {
+            MakeLink(exe, link);
+        }
+        // One the log does not name: found by the product's own name.
+        MakeLink(exe, ShellFolder(CSIDL_COMMON_STARTUP) + L"\\" + kShortcut);
+
+        const std::wstring log = m_folder + L"\\PxvUnInst.log";
+        MakeFile(log, m_log);
+        AppendLineToFile(log.c_str(), L"");
+        AppendLineToFile(log.c_str(), (L"Made Dir: " + m_product.groupFolder).c_str());
+        for (const std::wstring& link : logged) {
+            AppendLineToFile(log.c_str(), (L"Shell Link: " + link).c_str());
+        }
     }
 
+    // The registry as registration, regsvr32 and the product's own runs leave it.
     void Register()
     {
-        const std::wstring open = L"\"" + m_folder + L"\\Pixvn8.exe\" \"%1\"";
-        const bool windows8 = g_osVersion.dwMajorVersion > 6 ||
-                              (g_osVersion.dwMajorVersion == 6 && g_osVersion.dwMinorVersion >= 2);
-        const std::wstring progId = windows8 ? L"Pixvane.8" : L"Applications\\Pixvn8.exe";
-
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", L"AllUsers", L"B");
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", L"Path", m_folder);
-        SetRegString(HKEY_CLASSES_ROOT, L"Pixvane.8\\shell\\open\\command", nullptr, open);
-        for (const wchar_t* extension : {L".bmp", L".dib", L".gif", L".jpg", L".jpeg", L".tif", L".tiff", L".png",
-                                         L".cmp", L".tga", L".wpg", L".jp2", L".j2k", L".pvi"}) {
-            SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8\\Capabilities\\FileAssociations",
-                         extension, progId);
+        for (const RegistryItem& item : m_product.registry) {
+            if (item.key.starts_with(L"CLSID") || item.key.find(L"ShellEx") != std::wstring::npos ||
+                item.key == kUninstallKey) {
+                continue;  // regsvr32's, and values only
+            }
+            const wchar_t* below = item.value ? L"" : item.key.ends_with(L"Quorvex") ? L"\\Pixvane 8\\Settings"
+                                                                                    : L"\\shell\\open\\command";
+            SetRegString(item.root, item.key + below, item.value ? item.value->c_str() : nullptr,
+                         L"\"" + m_folder + L"\\Pixvn8.exe\" \"%1\"");
         }
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Pixvane.8",
-                     L"SOFTWARE\\Quorvex\\Pixvane 8\\Capabilities");
-        SetRegString(HKEY_CLASSES_ROOT, L".pv8lic", nullptr, L"Pixvane8.License");
-        SetRegString(HKEY_CLASSES_ROOT, L"Pixvane8.License\\shell\\open\\command", nullptr, open);
-        SetRegString(HKEY_LOCAL_MACHINE, kAppPathsKey, nullptr, m_folder + L"\\Pixvn8.exe");
-        SetRegString(HKEY_LOCAL_MACHINE, kAppPathsKey, L"Path", m_folder);
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"Contact", L"Support");
         SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayName", L"Pixvane 8");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"InstallLocation", m_folder);
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayVersion", L"8.01.05");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"VersionMajor", L"8");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"VersionMinor", L"1");
-        SetRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"MajorVersion", 8);
-        SetRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"MinorVersion", 1);
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"Publisher", L"Quorvex Technology LLC");
         SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString", m_folder + L"\\PxvUnInst.exe");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"URLInfoAbout", L"http://www.quorvex.example/");
-        SetRegString(HKEY_CLASSES_ROOT, L"Applications\\Pixvn8.exe\\shell\\open\\command", nullptr, open);
-
-        const std::wstring handler =
-            m_folder + (m_product.layout.vistaOrLater ? L"\\ThumbPvi32.dll" : L"\\ThumbPviXP32.dll");
-        RunToEnd(L"regsvr32.exe /s \"" + handler + L"\"");
+        SetRegString(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex", L"LastProduct", L"Pixvane 8");  // values only, above
+        RunToEnd(L"regsvr32.exe /s \"" + m_folder +
+                 (m_product.layout.vistaOrLater ? L"\\ThumbPvi32.dll\"" : L"\\ThumbPviXP32.dll\""));
     }
 
-    // What the product writes for itself on its runs: settings, its document
-    // class and the browser helper's host entry.
-    void WriteProductSettings()
-    {
-        SetRegString(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings", L"LastFolder", L"C:\\captures");
-        SetRegDword(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings", L"Delay", 3);
-        SetRegString(HKEY_CLASSES_ROOT, L"PV8.Document\\DefaultIcon", nullptr, m_folder + L"\\Pixvn8.exe,1");
-        for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-            SetRegString(root, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff", nullptr,
-                         m_folder + L"\\pixvff.json");
-        }
-    }
-
+    // New systems: the product's "UserChoice"; old ones: the "Application"
+    // value, with the former program kept in "PixvnOld". The user's own
+    // choice, and on old systems a stale "PixvnOld" beside it, stay.
     void TakeOverAssociations()
     {
-        const std::wstring fileExts = kFileExts;
+        const bool vista = m_product.layout.vistaOrLater;
         for (const TakenAssociation& taken : kTakenAssociations) {
-            const std::wstring key = fileExts + taken.extension;
-            if (m_product.layout.vistaOrLater) {
-                SetRegString(HKEY_CURRENT_USER, key + L"\\UserChoice", L"Progid", L"Applications\\Pixvn8.exe");
-            } else {
-                SetRegString(HKEY_CURRENT_USER, key, L"Application", kProductExe);
-            }
+            SetRegString(HKEY_CURRENT_USER, Key(taken) + (vista ? L"\\UserChoice" : L""),
+                         vista ? L"Progid" : L"Application", vista ? kProductProgId : L"Pixvn8.exe");
             if (*taken.previous) {
-                SetRegString(HKEY_CURRENT_USER, key, L"PixvnOld", taken.previous);
+                SetRegString(HKEY_CURRENT_USER, Key(taken), L"PixvnOld", taken.previous);
             }
         }
-        const std::wstring own = fileExts + kUsersOwnExtension;
-        if (m_product.layout.vistaOrLater) {
-            SetRegString(HKEY_CURRENT_USER, own + L"\\UserChoice", L"Progid", kUsersOwnProgram);
-            m_product.userRegistry.push_back({HKEY_CURRENT_USER, own + L"\\UserChoice", L"Progid"});
-        } else {
-            SetRegString(HKEY_CURRENT_USER, own, L"Application", kUsersOwnProgram);
-            m_product.userRegistry.push_back({HKEY_CURRENT_USER, own, L"Application"});
+        const std::wstring own = kFileExts + std::wstring(kUsersOwnExtension);
+        const RegistryItem choice{HKEY_CURRENT_USER, own + (vista ? L"\\UserChoice" : L""),
+                                  vista ? L"Progid" : L"Application"};
+        SetRegString(choice.root, choice.key, choice.value->c_str(), kUsersOwnProgram);
+        m_product.userRegistry.push_back(choice);
+        if (!vista) {
+            SetRegString(HKEY_CURRENT_USER, own, L"PixvnOld", L"mspaint.exe");
+            m_product.userRegistry.push_back({HKEY_CURRENT_USER, own, L"PixvnOld"});
         }
     }
 
@@ -268,85 +165,69 @@ public:
     // shortcuts in that user's own folders, which no log names.
     void AddSecondUser()
     {
-        m_product.secondUserKey = kSecondUserSid;
         const std::wstring user = std::wstring(kSecondUserSid) + L"\\";
+        const std::wstring shellFolders = user + L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
         const std::wstring profile = kSecondUserProfile;
-        const std::wstring desktop = profile + L"\\Desktop";
         const std::wstring programs = profile + L"\\Start Menu\\Programs";
-        const std::wstring startup = programs + L"\\Startup";
-        for (const std::wstring& folder : {desktop, programs, startup}) {
+        m_product.secondUserKey = kSecondUserSid;
+        const std::wstring folders[][2] = {
+            {L"Desktop", profile + L"\\Desktop"}, {L"Startup", programs + L"\\Startup"}, {L"Programs", programs}};
+        for (const auto& [name, folder] : folders) {
             MakeFolders(folder);
+            SetRegString(HKEY_USERS, shellFolders, name.c_str(), folder);
+            if (folder != programs) {
+                MakeLink(m_folder + L"\\Pixvn8.exe", folder + L"\\" + kShortcut);
+            }
         }
-        SetRegString(HKEY_USERS, user + kShellFolders, L"Desktop", desktop);
-        SetRegString(HKEY_USERS, user + kShellFolders, L"Programs", programs);
-        SetRegString(HKEY_USERS, user + kShellFolders, L"Startup", startup);
-        m_product.userRegistry.push_back({HKEY_USERS, user + kShellFolders, L"Programs"});
+        MakeFolders(programs + L"\\Pixvane 8");
+        MakeLink(m_folder + L"\\Pixvn8.exe", programs + L"\\Pixvane 8\\" + kShortcut);
+        MakeLink(m_folder + L"\\Pixvn8Man.chm", programs + L"\\Pixvane 8\\Pixvane 8 Help.lnk");
+        ::SetFileAttributesW((programs + L"\\Pixvane 8\\" + kShortcut).c_str(), FILE_ATTRIBUTE_READONLY);
+        m_product.folders.push_back(programs + L"\\Pixvane 8");
+        m_product.userRegistry.push_back({HKEY_USERS, shellFolders, L"Programs"});
 
-        const std::wstring exe = m_folder + L"\\" + kProductExe;
-        MakeLink(exe, desktop + L"\\" + kShortcut, L"");
-        MakeLink(exe, startup + L"\\" + kShortcut, L"");
-        MakeFolder(programs + L"\\Pixvane 8");
-        MakeLink(exe, programs + L"\\Pixvane 8\\" + kShortcut, L"");
-        MakeLink(m_folder + L"\\Pixvn8Man.chm", programs + L"\\Pixvane 8\\" + kHelpShortcut, L"");
-
-        SetRegString(HKEY_USERS, user + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings", L"LastFolder", desktop);
+        SetRegString(HKEY_USERS, user + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings", L"LastFolder", profile);
         SetRegString(HKEY_USERS, user + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe\\shell\\open\\command",
-                     nullptr, L"\"" + exe + L"\" \"%1\"");
+                     nullptr, L"Pixvn8.exe");
         m_product.registry.push_back({HKEY_USERS, user + L"SOFTWARE\\Quorvex", std::nullopt});
         m_product.registry.push_back({HKEY_USERS, user + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe", std::nullopt});
 
         // That user's own things.
-        MakeUserFile(desktop + L"\\Holiday notes.txt");
+        MakeUserFile(profile + L"\\Desktop\\Holiday notes.txt");
         MakeUserFile(programs + L"\\Other Tool.txt");
         SetRegString(HKEY_USERS, user + L"SOFTWARE\\Other Maker\\Other Tool", L"Window", L"max");
         m_product.userRegistry.push_back({HKEY_USERS, user + L"SOFTWARE\\Other Maker\\Other Tool", L"Window"});
     }
 
-    void AddUserFileToProductFolder() { MakeUserFile(m_folder + L"\\My capture notes.txt"); }
+    void MakeUserFile(const std::wstring& path)
+    {
+        WriteTextFile(path, "the user's own");
+        m_product.userFiles.push_back(path);
+    }
 
 private:
-    void DeployLine(const std::wstring& line)
-    {
-        static const std::wstring makeDir = L"Make Dir: ";
-        if (line.rfind(makeDir, 0) == 0) {
-            MakeFolder(m_folder + L"\\" + line.substr(makeDir.size()));
-            return;
-        }
-        // A 64-bit build outside a portable installation takes plain copies and
-        // system-supplied libraries (which the test system does not have).
-        for (const std::wstring prefix : {L"File Copy: ", L"File Copy ind: "}) {
-            if (line.rfind(prefix, 0) == 0) {
-                CopyFromPackage(line.substr(prefix.size()));
-                return;
-            }
-        }
-    }
+    static std::string Narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
 
     void CopyFromPackage(const std::wstring& body)
     {
-        const size_t arrow = body.find(L'>');
+        const size_t arrow = body.find(L" > ");
         if (arrow != std::wstring::npos) {
-            CopyOne(PackagePath(Trim(body.substr(0, arrow))), m_folder + L"\\" + Trim(body.substr(arrow + 1)));
+            CopyOne(body.substr(0, arrow), body.substr(arrow + 3));
             return;
         }
-        const std::wstring subfolder = ParentFolder(body);
+        const std::wstring subfolder = ParentFolder(L"\\" + body);
         WIN32_FIND_DATAW found = {};
         UniqueFindHandle search(::FindFirstFileW(PackagePath(body).c_str(), &found));
-        if (!search) {
-            return;
+        for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
+            const std::wstring relative = subfolder.empty() ? found.cFileName : subfolder.substr(1) + L"\\" + found.cFileName;
+            CopyOne(relative, relative);
         }
-        do {
-            if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
-                const std::wstring relative = subfolder.empty() ? found.cFileName : subfolder + L"\\" + found.cFileName;
-                CopyOne(PackagePath(relative), m_folder + L"\\" + relative);
-            }
-        } while (::FindNextFileW(search.Get(), &found));
     }
 
     void CopyOne(const std::wstring& from, const std::wstring& to)
     {
-        if (::CopyFileW(from.c_str(), to.c_str(), FALSE)) {
-            m_product.files.push_back(to);
+        if (::CopyFileW(PackagePath(from).c_str(), (m_folder + L"\\" + to).c_str(), FALSE)) {
+            m_product.files.push_back(m_folder + L"\\" + to);
         }
     }
 
@@ -362,44 +243,31 @@ private:
         m_product.files.push_back(path);
     }
 
-    void MakeUserFile(const std::wstring& path)
+    void MakeLink(const std::wstring& target, const std::wstring& link)
     {
-        WriteTextFile(path, "the user's own");
-        m_product.userFiles.push_back(path);
-    }
-
-    void MakeLink(const std::wstring& target, const std::wstring& link, const std::wstring& workingFolder)
-    {
-        if (CreateShellLink(target, link, workingFolder)) {
+        if (CreateShellLink(target, link, L"")) {
             m_product.files.push_back(link);
         }
-    }
-
-    void LogLink(const std::wstring& target, const std::wstring& link, const std::wstring& workingFolder)
-    {
-        MakeLink(target, link, workingFolder);
-        m_links.push_back(link);
     }
 
     InstalledProduct& m_product;
     const std::wstring m_folder;
     std::string m_log;
-    std::vector<std::wstring> m_links;
 };
 
-// The registry entries of the installation that do not depend on what the
-// steps above recorded.
-void DescribeFixedRegistry(InstalledProduct& product)
+// What the installation writes to the registry (keys with a command below
+// them, or single values) and what registering the thumbnail handler adds.
+void DescribeRegistry(InstalledProduct& product)
 {
+    const HKEY hklm = HKEY_LOCAL_MACHINE;
     product.thumbnailHandlerClassKey = product.layout.vistaOrLater ? L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E401}"
-                                             : L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}";
+                                                                   : L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}";
     product.registry = {
-        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", std::nullopt},
-        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex", std::nullopt},
-        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Pixvane.8"},
-        {HKEY_LOCAL_MACHINE, kAppPathsKey, std::nullopt},
-        {HKEY_LOCAL_MACHINE, kUninstallKey, std::nullopt},
-        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff", std::nullopt},
+        {hklm, L"SOFTWARE\\Quorvex", std::nullopt},
+        {hklm, L"SOFTWARE\\RegisteredApplications", L"Pixvane.8"},
+        {hklm, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe", std::nullopt},
+        {hklm, kUninstallKey, std::nullopt},
+        {hklm, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff", std::nullopt},
         {HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex", std::nullopt},
         {HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff", std::nullopt},
         {HKEY_CLASSES_ROOT, L"Pixvane.8", std::nullopt},
@@ -408,37 +276,23 @@ void DescribeFixedRegistry(InstalledProduct& product)
         {HKEY_CLASSES_ROOT, L"PV8.Document", std::nullopt},
         {HKEY_CLASSES_ROOT, L"Applications\\Pixvn8.exe", std::nullopt},
         {HKEY_CLASSES_ROOT, product.thumbnailHandlerClassKey, std::nullopt},
-        {HKEY_CLASSES_ROOT, kThumbnailProviderShellEx, std::nullopt},
+        {HKEY_CLASSES_ROOT, L".pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}", std::nullopt},
     };
 }
 
-// A removed association is not a leftover; one still naming the product is,
-// and so is one that did not get its former program back.
-void AddAssociationLeftovers(const InstalledProduct& product, std::vector<std::wstring>& leftovers)
+// Whether an association still names the product, or lacks the former program.
+bool StillTaken(const InstalledProduct& product, const TakenAssociation& taken)
 {
-    for (const TakenAssociation& taken : kTakenAssociations) {
-        const std::wstring key = std::wstring(kFileExts) + taken.extension;
-        if (RegValueExists(HKEY_CURRENT_USER, key, L"PixvnOld")) {
-            leftovers.push_back(L"HKCU\\" + key + L" [PixvnOld]");
-        }
-        if (product.layout.vistaOrLater) {
-            if (RegKeyExists(HKEY_CURRENT_USER, key + L"\\UserChoice")) {
-                leftovers.push_back(L"HKCU\\" + key + L"\\UserChoice");
-            }
-            continue;
-        }
-        const std::wstring application = GetRegString(HKEY_CURRENT_USER, key, L"Application");
-        if (application != taken.previous) {
-            leftovers.push_back(L"HKCU\\" + key + L" [Application] = \"" + application + L"\"");
-        }
+    if (product.layout.vistaOrLater) {
+        return RegKeyExists(HKEY_CURRENT_USER, Key(taken) + L"\\UserChoice");
     }
+    return GetRegString(HKEY_CURRENT_USER, Key(taken), L"Application") != taken.previous;
 }
 
 bool HoldsUserFile(const InstalledProduct& product, const std::wstring& folder)
 {
     return std::any_of(product.userFiles.begin(), product.userFiles.end(), [&](const std::wstring& file) {
-        return file.size() > folder.size() && file.compare(0, folder.size(), folder) == 0 &&
-               file[folder.size()] == L'\\' && FileExists(file);
+        return file.starts_with(folder + L"\\") && FileExists(file);
     });
 }
 
@@ -451,20 +305,16 @@ std::wstring ProductFolderArgument(const InstalledProduct& product)
 
 bool CreateShellLink(const std::wstring& target, const std::wstring& linkPath, const std::wstring& workingFolder)
 {
-    // Apartment COM for this thread, as the installer has it; a second call
-    // only counts up.
+    // Apartment COM for this thread, as the installer has it; a second call only counts up.
     const HRESULT com = ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-    if (FAILED(com) && com != RPC_E_CHANGED_MODE) {
-        return false;
-    }
     Microsoft::WRL::ComPtr<IShellLinkW> link;
     Microsoft::WRL::ComPtr<IPersistFile> file;
-    if (FAILED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&link))) ||
+    if ((FAILED(com) && com != RPC_E_CHANGED_MODE) ||
+        FAILED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&link))) ||
         FAILED(link.As(&file))) {
         return false;
     }
     link->SetPath(target.c_str());
-    link->SetDescription(L"");
     if (!workingFolder.empty()) {
         link->SetWorkingDirectory(workingFolder.c_str());
     }
@@ -475,58 +325,45 @@ InstalledProduct InstallSampleProduct(const InstallationLayout& layout)
 {
     InstalledProduct product;
     product.layout = layout;
-    DescribeFixedRegistry(product);
+    DescribeRegistry(product);
     ClearInstallation(product);
 
     Installer installer(product);
     installer.DeployPackageList();
-    installer.RunProductOnce();
-    installer.MarkSomeFilesSpecial();
-    installer.AddBulkFiles(layout.bulkLoggedFiles);
-    installer.WriteOlderInstallLog();
-    installer.MakeStartMenuGroup();
-    installer.WriteInstalledLog();
+    installer.WriteLogsAndShortcuts();
     installer.Register();
-    installer.WriteProductSettings();
     installer.TakeOverAssociations();
     if (layout.secondUser) {
         installer.AddSecondUser();
     }
     if (layout.userFileInProductFolder) {
-        installer.AddUserFileToProductFolder();
+        installer.MakeUserFile(layout.productFolder + L"\\My capture notes.txt");
     }
     return product;
 }
 
 void ClearInstallation(const InstalledProduct& product)
 {
-    RemoveTree(product.layout.productFolder);
-    // The group and its maker folder, whatever the group was called.
     const std::wstring programs = ShellFolder(CSIDL_COMMON_PROGRAMS);
-    RemoveTree(programs + L"\\" + product.layout.groupName);
-    RemoveTree(programs + L"\\Quorvex");
-    RemoveTree(programs + L"\\Pixvane 8");
-    for (int csidl : {CSIDL_COMMON_DESKTOPDIRECTORY, CSIDL_COMMON_STARTUP}) {
-        RemoveTree(ShellFolder(csidl) + L"\\" + kShortcut);
+    for (const std::wstring& path :
+         {product.layout.productFolder, programs + L"\\" + product.layout.groupName, programs + L"\\Quorvex",
+          ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\" + kShortcut,
+          ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\Pixvane 7.lnk",
+          ShellFolder(CSIDL_COMMON_STARTUP) + L"\\" + kShortcut, std::wstring(kSecondUserProfile)}) {
+        RemoveTree(path);
     }
-    RemoveTree(ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\Pixvane 7.lnk");
-    RemoveTree(kSecondUserProfile);
-
     for (const RegistryItem& item : product.registry) {
-        DeleteRegTree(item.root, item.key);
+        if (item.value) {
+            ::RegDeleteKeyValueW(item.root, item.key.c_str(), item.value->c_str());
+        } else {
+            DeleteRegTree(item.root, item.key);
+        }
     }
     DeleteRegTree(HKEY_USERS, kSecondUserSid);
     for (const TakenAssociation& taken : kTakenAssociations) {
-        DeleteRegTree(HKEY_CURRENT_USER, std::wstring(kFileExts) + taken.extension);
+        DeleteRegTree(HKEY_CURRENT_USER, Key(taken));
     }
-    DeleteRegTree(HKEY_CURRENT_USER, std::wstring(kFileExts) + kUsersOwnExtension);
-    for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-        UniqueRegKey key;
-        if (::RegOpenKeyExW(root, L"SOFTWARE\\RegisteredApplications", 0, KEY_SET_VALUE, key.Put()) ==
-            ERROR_SUCCESS) {
-            ::RegDeleteValueW(key.Get(), L"Pixvane.8");
-        }
-    }
+    DeleteRegTree(HKEY_CURRENT_USER, kFileExts + std::wstring(kUsersOwnExtension));
 }
 
 std::vector<std::wstring> LeftoversOf(const InstalledProduct& product)
@@ -547,16 +384,20 @@ std::vector<std::wstring> LeftoversOf(const InstalledProduct& product)
             leftovers.push_back(Describe(item));
         }
     }
-    AddAssociationLeftovers(product, leftovers);
+    for (const TakenAssociation& taken : kTakenAssociations) {
+        if (StillTaken(product, taken) || RegValueExists(HKEY_CURRENT_USER, Key(taken), L"PixvnOld")) {
+            leftovers.push_back(L"association " + Key(taken));
+        }
+    }
     return leftovers;
 }
 
 std::vector<std::wstring> MissingPartsOf(const InstalledProduct& product)
 {
     std::vector<std::wstring> missing;
-    for (const std::wstring& file : product.files) {
-        if (!FileExists(file)) {
-            missing.push_back(file);
+    for (const std::wstring& path : product.files) {
+        if (!FileExists(path)) {
+            missing.push_back(path);
         }
     }
     for (const std::wstring& folder : product.folders) {
@@ -570,13 +411,8 @@ std::vector<std::wstring> MissingPartsOf(const InstalledProduct& product)
         }
     }
     for (const TakenAssociation& taken : kTakenAssociations) {
-        const std::wstring key = std::wstring(kFileExts) + taken.extension;
-        const bool taker = product.layout.vistaOrLater
-                               ? GetRegString(HKEY_CURRENT_USER, key + L"\\UserChoice", L"Progid") ==
-                                     L"Applications\\Pixvn8.exe"
-                               : GetRegString(HKEY_CURRENT_USER, key, L"Application") == kProductExe;
-        if (!taker || GetRegString(HKEY_CURRENT_USER, key, L"PixvnOld") != taken.previous) {
-            missing.push_back(L"association " + key);
+        if (!StillTaken(product, taken) || GetRegString(HKEY_CURRENT_USER, Key(taken), L"PixvnOld") != taken.previous) {
+            missing.push_back(L"association " + Key(taken));
         }
     }
     return missing;
@@ -595,23 +431,16 @@ std::vector<std::wstring> LostUserItemsOf(const InstalledProduct& product)
             lost.push_back(Describe(item));
         }
     }
-    const std::wstring own = std::wstring(kFileExts) + kUsersOwnExtension;
-    const std::wstring choice = product.layout.vistaOrLater
-                                    ? GetRegString(HKEY_CURRENT_USER, own + L"\\UserChoice", L"Progid")
-                                    : GetRegString(HKEY_CURRENT_USER, own, L"Application");
-    if (choice != kUsersOwnProgram) {
-        lost.push_back(L"association " + own + L" = \"" + choice + L"\"");
-    }
     return lost;
 }
 
 std::wstring Describe(const RegistryItem& item)
 {
-    std::wstring text = std::wstring(RootName(item.root)) + L"\\" + item.key;
-    if (item.value) {
-        text += L" [" + *item.value + L"]";
-    }
-    return text;
+    const wchar_t* root = item.root == HKEY_LOCAL_MACHINE   ? L"HKLM"
+                          : item.root == HKEY_CURRENT_USER ? L"HKCU"
+                          : item.root == HKEY_CLASSES_ROOT ? L"HKCR"
+                                                           : L"HKU";
+    return root + (L"\\" + item.key) + (item.value ? L" [" + *item.value + L"]" : L"");
 }
 
 bool Exists(const RegistryItem& item)

@@ -93,17 +93,14 @@ protected:
     std::wstring Uninstaller() const { return Folder() + L"\\PxvUnInst.exe"; }
 
     // Starts the product folder's uninstaller without arguments, says Yes,
-    // and waits for the second stage to finish. Returns the second stage's
-    // command line.
-    std::wstring RemoveConfirmed()
+    // and waits for the second stage to finish.
+    void RemoveConfirmed()
     {
         ChildProcess firstStage;
         EXPECT_TRUE(firstStage.Start(Quoted(Uninstaller())));
         const auto box = AnswerMessageBox(IDYES, 30000, firstStage.Id());
         EXPECT_TRUE(box);
-        std::wstring secondStage;
-        EXPECT_TRUE(WaitForSecondStage(kStageTimeoutMs, &secondStage));
-        return secondStage;
+        EXPECT_TRUE(WaitForSecondStage(kStageTimeoutMs));
     }
 
     InstalledProduct m_product;
@@ -112,36 +109,59 @@ protected:
 TEST_F(UninstallEndToEnd, RemovalFromTheProgramsListLeavesOnlyWhatTheUserAdded)
 {
     Install();
+    // The handler of the other Windows version is not this removal's to unregister.
+    const std::wstring xpHandler = L"regsvr32.exe /s \"" + Folder() + L"\\ThumbPviXP32.dll\"";
+    ASSERT_EQ(RunToEnd(xpHandler), 0);
     ChildProcess programsList;
     ASSERT_TRUE(programsList.Start(L"uninstaller.exe --remove \"Pixvane 8\""));
     const auto box = AnswerMessageBox(IDYES, 30000);
     ASSERT_TRUE(box);
     EXPECT_EQ(box->text, kConfirmation);
+
+    // The copy first gives the first stage a second to end, then schedules itself.
+    std::vector<DWORD> stages;
+    ASSERT_TRUE(WaitUntil([&] { return !(stages = SecondStageProcesses()).empty(); }, 30000));
+    UniqueHandle stage(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, stages.front()));
+    FILETIME created = {};
+    FILETIME unused[3] = {};
+    ASSERT_TRUE(::GetProcessTimes(stage.Get(), &created, &unused[0], &unused[1], &unused[2]));
     std::wstring secondStage;
-    ASSERT_TRUE(WaitForSecondStage(kStageTimeoutMs, &secondStage));
+    ASSERT_TRUE(WaitUntil([&] { return !(secondStage = CommandLineOf(stages.front())).empty(); }, 500));
+    const std::vector<std::wstring> arguments = SplitCommandLine(secondStage);
+    ASSERT_EQ(arguments.size(), 3u) << secondStage;  // interactive: no "-s"
+    ASSERT_TRUE(WaitUntil([&] { return IsPendingDeletion(arguments[0]); }, 30000));
+    FILETIME scheduled = {};
+    ::GetSystemTimeAsFileTime(&scheduled);
+    const auto ticks = [](FILETIME time) { return ULARGE_INTEGER{{time.dwLowDateTime, time.dwHighDateTime}}.QuadPart; };
+    EXPECT_GE((ticks(scheduled) - ticks(created)) / 10000, 1000u);
+    EXPECT_EQ(::WaitForSingleObject(stage.Get(), kStageTimeoutMs), WAIT_OBJECT_0);
     EXPECT_EQ(programsList.Wait(30000), 0);
 
-    EXPECT_NE(ProductCallsLog().find(L"unregonly " + Folder() + L"\r\n"), std::wstring::npos) << ProductCallsLog();
+    EXPECT_NE(ProductCallsLog().find(L"unregonly " + Folder() + L" in " + Folder() + L"\r\n"), std::wstring::npos)
+        << ProductCallsLog();
     EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, m_product.thumbnailHandlerClassKey));
+    EXPECT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}"));
+    RunToEnd(L"regsvr32.exe /s /u \"" + Folder() + L"\\ThumbPviXP32.dll\"");
     EXPECT_FALSE(FileExists(Uninstaller()));
-    EXPECT_FALSE(FolderExists(m_product.groupFolder));
-    // Interactive, so three arguments; the folder with its blank comes whole.
-    const std::vector<std::wstring> arguments = SplitCommandLine(secondStage);
-    ASSERT_EQ(arguments.size(), 3u) << secondStage;
+    // The folder with its blank comes whole, quoted on the command line.
     EXPECT_EQ(arguments[1], L"-delself");
     EXPECT_EQ(arguments[2], Uninstaller());
     EXPECT_NE(secondStage.find(L" -delself " + Quoted(Uninstaller())), std::wstring::npos) << secondStage;
-    const std::wstring temporaryCopy = arguments[0];
-    EXPECT_TRUE(FileExists(temporaryCopy));
-    EXPECT_TRUE(IsPendingDeletion(temporaryCopy));
-    // The user's file keeps the product folder, and without an x32 folder it
-    // is not left to the restart either.
+    EXPECT_TRUE(FileExists(arguments[0]));
+    // The x64 folder is handed to the restart even when gone; a missing x32
+    // folder is not, and without it the product folder that keeps the
+    // user's file is not either.
+    EXPECT_TRUE(IsPendingDeletion(Folder() + L"\\x64"));
+    EXPECT_FALSE(IsPendingDeletion(Folder() + L"\\x32"));
     EXPECT_FALSE(IsPendingDeletion(Folder()));
+    // "." and ".." of the "*.*" search in a user's group fail as files and
+    // wait for the restart like any file in use.
+    EXPECT_TRUE(IsPendingDeletion(L"C:\\users\\pxother\\Start Menu\\Programs")) << PendingFileRenames();
     EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
 
     SimulateRestart();
 
-    EXPECT_FALSE(FileExists(temporaryCopy));
+    EXPECT_FALSE(FileExists(arguments[0]));
     EXPECT_TRUE(FolderExists(Folder()));
     EXPECT_EQ(LeftoversOf(m_product), Texts{});
     EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
@@ -156,12 +176,15 @@ TEST_F(UninstallEndToEnd, OnAnOlderSystemTheFormerProgramsGetTheirExtensionsBack
     InstallationLayout layout;
     layout.vistaOrLater = false;
     Install(layout);
+    // The Uninstall entry goes by a single key deletion, not a tree deletion.
+    const std::wstring uninstallKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8";
+    ASSERT_TRUE(SetRegString(HKEY_LOCAL_MACHINE, uninstallKey + L"\\Extra", L"x", L"y"));
 
     RemoveConfirmed();
     SimulateRestart();
 
     EXPECT_FALSE(RegKeyExists(HKEY_CLASSES_ROOT, m_product.thumbnailHandlerClassKey));
-    EXPECT_EQ(LeftoversOf(m_product), Texts{});
+    EXPECT_EQ(LeftoversOf(m_product), Texts{L"HKLM\\" + uninstallKey});
     EXPECT_EQ(LostUserItemsOf(m_product), Texts{});
 }
 
@@ -173,6 +196,8 @@ TEST_F(UninstallEndToEnd, DecliningTheConfirmationLeavesEverythingInPlace)
     const auto box = AnswerMessageBox(IDNO, 30000, firstStage.Id());
     ASSERT_TRUE(box);
     EXPECT_EQ(box->text, kConfirmation);
+    EXPECT_TRUE(box->hasYes && box->hasNo && !box->hasOk && box->hasIcon);
+    EXPECT_EQ(box->defaultButton, IDNO);
     EXPECT_EQ(firstStage.Wait(30000), 0);
 
     EXPECT_TRUE(SecondStageProcesses().empty());
@@ -181,81 +206,47 @@ TEST_F(UninstallEndToEnd, DecliningTheConfirmationLeavesEverythingInPlace)
     EXPECT_EQ(ProductCallsLog(), L"");
 }
 
-// Another program has a logged file open: it cannot go now, is left to the
-// restart, and the removal goes on around it.
-TEST_F(UninstallEndToEnd, FileInUseSurvivesTheRunAndGoesAtTheRestart)
+// Another program has a logged file and the x32 folder open: they cannot go
+// now, are left to the restart with the product folder, and the removal goes
+// on around them.
+TEST_F(UninstallEndToEnd, WhatIsInUseGoesAtTheRestartWithTheProductFolder)
 {
     InstallationLayout layout;
     layout.userFileInProductFolder = false;
     Install(layout);
     const std::wstring inUse = Folder() + L"\\Languages\\English.lng";
-    FileHolder holder;
-    ASSERT_TRUE(holder.Hold(inUse));
+    const std::wstring x32 = Folder() + L"\\x32";
+    ASSERT_TRUE(::CreateDirectoryW(x32.c_str(), nullptr));
+    FileHolder fileHolder;
+    FileHolder folderHolder;
+    ASSERT_TRUE(fileHolder.Hold(inUse));
+    ASSERT_TRUE(folderHolder.Hold(x32));
 
     RemoveConfirmed();
 
     EXPECT_TRUE(FileExists(inUse));
-    EXPECT_TRUE(IsPendingDeletion(inUse));
-    EXPECT_TRUE(IsPendingDeletion(Folder() + L"\\Languages"));
     EXPECT_FALSE(FileExists(Folder() + L"\\Languages\\Deutsch.lng"));
+    for (const std::wstring& pending : {inUse, Folder() + L"\\Languages", x32, Folder()}) {
+        EXPECT_TRUE(IsPendingDeletion(pending)) << std::string(pending.begin(), pending.end());
+    }
 
-    holder.Release();
-    SimulateRestart();
-
-    EXPECT_FALSE(FileExists(inUse));
-    // Without an x32 folder the product folder itself was not handed to the
-    // restart, so it stays behind, empty.
-    EXPECT_EQ(LeftoversOf(m_product), Texts{Folder() + L"\\"});
-}
-
-TEST_F(UninstallEndToEnd, ProductFolderWaitsForTheRestartOnlyWhileX32Survives)
-{
-    InstallationLayout layout;
-    layout.userFileInProductFolder = false;
-    Install(layout);
-    const std::wstring x32 = Folder() + L"\\x32";
-    ASSERT_TRUE(::CreateDirectoryW(x32.c_str(), nullptr));
-    // Held without delete sharing, the folder cannot be removed now.
-    UniqueFileHandle held(::CreateFileW(x32.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                        OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    ASSERT_TRUE(held);
-
-    RemoveConfirmed();
-
-    EXPECT_TRUE(FolderExists(x32));
-    EXPECT_TRUE(IsPendingDeletion(x32));
-    EXPECT_TRUE(IsPendingDeletion(Folder()));
-
-    held.Reset();
+    fileHolder.Release();
+    folderHolder.Release();
     SimulateRestart();
 
     EXPECT_FALSE(FolderExists(x32));
     EXPECT_EQ(LeftoversOf(m_product), Texts{});
 }
 
-// The copy's command line: quotes only where a blank needs them, and "-s"
-// only from a silent first stage.
-TEST_F(UninstallEndToEnd, TemporaryFolderWithABlankGivesTheCopyAQuotedNameOnly)
-{
-    Install();
-    const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
-    const ScopedVariable tmp(L"TMP", temporary);
-    const ScopedVariable temp(L"TEMP", temporary);
-
-    const std::wstring commandLine = RemoveConfirmed();
-
-    // The copy was started from its unquoted path, or it would not have run.
-    EXPECT_EQ(commandLine.rfind(L"\"" + temporary + L"\\uni", 0), 0u) << commandLine;
-    const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
-    ASSERT_EQ(arguments.size(), 3u) << commandLine;
-    EXPECT_TRUE(IsPendingDeletion(arguments[0]));
-    EXPECT_FALSE(FileExists(Folder() + L"\\Pixvn8.exe"));
-}
-
-TEST_F(UninstallEndToEnd, LicensedRemovalAsksNothingAndPassesDashS)
+// A licensed removal asks nothing and passes "-s"; a temporary folder with a
+// blank quotes only the copy's name.
+TEST_F(UninstallEndToEnd, LicensedRemovalWithABlankInTheTemporaryFolder)
 {
     Install();
     WriteTextFile(Folder() + L"\\Pixvane.pv8lic", "licence");
+    const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
+    const ScopedVariable tmp(L"TMP", temporary);
+    const ScopedVariable temp(L"TEMP", temporary);
     ChildProcess firstStage;
     ASSERT_TRUE(firstStage.Start(Quoted(Uninstaller())));
 
@@ -263,10 +254,13 @@ TEST_F(UninstallEndToEnd, LicensedRemovalAsksNothingAndPassesDashS)
     ASSERT_TRUE(WaitForSecondStage(kStageTimeoutMs, &commandLine));
 
     EXPECT_TRUE(NoMessageBoxWithin(0));
+    // The copy was started from its unquoted path, or it would not have run.
+    EXPECT_EQ(commandLine.rfind(L"\"" + temporary + L"\\uni", 0), 0u) << commandLine;
     const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
     ASSERT_EQ(arguments.size(), 4u) << commandLine;
     EXPECT_EQ(arguments[2], Uninstaller());
     EXPECT_EQ(arguments[3], L"-s");
+    EXPECT_TRUE(IsPendingDeletion(arguments[0]));
     EXPECT_FALSE(FileExists(Folder() + L"\\Pixvn8.exe"));
 }
 
