@@ -9,6 +9,6 @@ cmake --build "$build" --target uninstall_bench
 unset DISPLAY  # nothing is shown: Wine's null display driver serves
 "$build/wine-run.sh" --fresh-prefix
 status=0
-"$build/wine-run.sh" "$build/tests/uninstall/bench/uninstall_bench.exe" "$@" || status=$?
+"$build/wine-run.sh" "$build/bench/uninstall_bench.exe" "$@" || status=$?
 "$build/wine-run.sh" --stop
 exit $status

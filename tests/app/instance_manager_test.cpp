@@ -167,34 +167,6 @@ TEST(InstanceWindowSearch, TakesOnlyAnUnownedNonToolWindowTitledLikeTheProduct)
     EXPECT_EQ(COXInstanceManager::FindInstanceWindow(kAbsentProcessId), nullptr);
 }
 
-TEST_F(InstanceRegistry, ClosesTheSurplusFromTheNewestOnAndItselfOnlyWhenShort)
-{
-    ChildProcess product;
-    ASSERT_TRUE(StartProductCopy(product));
-    TestWindow main(L"Pixvane 8 - untitled");
-    COXInstanceManager registry(L"Test.Pixvane.Surplus", 1024, false);
-    for (DWORD member : {product.Id(), m_self, static_cast<DWORD>(kAbsentProcessId)}) {
-        registry.AddInstance(member);
-    }
-    EXPECT_TRUE(registry.ActivateFirstInstance(false));  // three present, one allowed
-
-    // The dead member cannot be asked, this process is passed over, the
-    // product is asked; with one still too many, this process is asked last.
-    EXPECT_TRUE(registry.SetMaxInstances(1, true));
-    EXPECT_EQ(product.Wait(10000), 0);
-    MSG message;
-    ASSERT_TRUE(main.TakePosted(WM_CLOSE, message));
-    EXPECT_EQ(message.wParam, 0u);
-
-    // A disabled window is not asked; with enough allowed nobody is.
-    ::EnableWindow(main.Get(), FALSE);
-    EXPECT_FALSE(registry.CloseInstance(m_self));
-    ::EnableWindow(main.Get(), TRUE);
-    EXPECT_TRUE(registry.SetMaxInstances(3, true));
-    EXPECT_FALSE(main.TakePosted(WM_CLOSE, message));
-    EXPECT_FALSE(registry.ActivateFirstInstance(true));
-}
-
 TEST(InstanceRegistryWithoutMapping, AnswersNothingAndChangesNothing)
 {
     // No such object folder: neither the mapping nor the mutexes can be made.

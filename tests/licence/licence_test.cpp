@@ -16,27 +16,23 @@ std::wstring OwnFolderFile(const std::wstring& name)
 
 }  // namespace
 
-TEST(LicencePresence, ACurrentOrPreviousMajorVersionLicenceBesideTheProgramCounts)
+TEST(LicencePresence, OnlyACurrentOrPreviousMajorVersionLicenceFileBesideTheProgramCounts)
 {
     ASSERT_FALSE(IsLicencePresent());
+    const std::wstring others[] = {OwnFolderFile(L"owner.pv6lic"), OwnFolderFile(L"owner.pv8lic.bak")};
+    for (const std::wstring& file : others) {
+        WriteTextFile(file, "licence");
+    }
+    ::CreateDirectoryW(OwnFolderFile(L"licences.pv8lic").c_str(), nullptr);
+    EXPECT_FALSE(IsLicencePresent()) << "other versions, other names and folders do not count";
     for (const wchar_t* name : {L"owner.pv8lic", L"Owner Name.PV7LIC"}) {
         const std::wstring file = OwnFolderFile(name);
         WriteTextFile(file, "licence");
-        EXPECT_TRUE(IsLicencePresent()) << "with " << std::string(file.begin(), file.end());
+        EXPECT_TRUE(IsLicencePresent()) << std::string(file.begin(), file.end());
         ::DeleteFileW(file.c_str());
     }
-}
-
-TEST(LicencePresence, OtherVersionsNamesAndFoldersDoNotCount)
-{
-    const std::wstring older = OwnFolderFile(L"owner.pv6lic");
-    const std::wstring copy = OwnFolderFile(L"owner.pv8lic.bak");
-    const std::wstring folder = OwnFolderFile(L"licences.pv8lic");
-    WriteTextFile(older, "licence");
-    WriteTextFile(copy, "licence");
-    ::CreateDirectoryW(folder.c_str(), nullptr);
-    EXPECT_FALSE(IsLicencePresent());
-    ::DeleteFileW(older.c_str());
-    ::DeleteFileW(copy.c_str());
-    ::RemoveDirectoryW(folder.c_str());
+    for (const std::wstring& file : others) {
+        ::DeleteFileW(file.c_str());
+    }
+    ::RemoveDirectoryW(OwnFolderFile(L"licences.pv8lic").c_str());
 }

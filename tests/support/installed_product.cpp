@@ -280,20 +280,44 @@ void DescribeRegistry(InstalledProduct& product)
     };
 }
 
-// Whether an association still names the product, or lacks the former program.
-bool StillTaken(const InstalledProduct& product, const TakenAssociation& taken)
-{
-    if (product.layout.vistaOrLater) {
-        return RegKeyExists(HKEY_CURRENT_USER, Key(taken) + L"\\UserChoice");
-    }
-    return GetRegString(HKEY_CURRENT_USER, Key(taken), L"Application") != taken.previous;
-}
-
 bool HoldsUserFile(const InstalledProduct& product, const std::wstring& folder)
 {
     return std::any_of(product.userFiles.begin(), product.userFiles.end(), [&](const std::wstring& file) {
         return file.starts_with(folder + L"\\") && FileExists(file);
     });
+}
+
+// The parts of the installation that are there (present) or gone. A folder
+// that keeps a user's file is not a leftover; an association is one while
+// it names the product or keeps "PixvnOld", and installed only with both.
+std::vector<std::wstring> PartsThatAre(const InstalledProduct& product, bool present)
+{
+    std::vector<std::wstring> parts;
+    const auto add = [&](bool there, const std::wstring& text) {
+        if (there == present) {
+            parts.push_back(text);
+        }
+    };
+    for (const std::wstring& file : product.files) {
+        add(::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES, file);
+    }
+    for (const std::wstring& folder : product.folders) {
+        add(FolderExists(folder) && !(present && HoldsUserFile(product, folder)), folder + L"\\");
+    }
+    for (const RegistryItem& item : product.registry) {
+        add(Exists(item), Describe(item));
+    }
+    const bool vista = product.layout.vistaOrLater;
+    for (const TakenAssociation& taken : kTakenAssociations) {
+        const std::wstring application = GetRegString(HKEY_CURRENT_USER, Key(taken), L"Application");
+        const std::wstring kept = GetRegString(HKEY_CURRENT_USER, Key(taken), L"PixvnOld");
+        const bool named = vista ? RegKeyExists(HKEY_CURRENT_USER, Key(taken) + L"\\UserChoice")
+                                 : application == L"Pixvn8.exe";
+        const bool keeps = RegValueExists(HKEY_CURRENT_USER, Key(taken), L"PixvnOld");
+        add(present ? keeps || (vista ? named : application != taken.previous) : named && kept == taken.previous,
+            L"association " + Key(taken));
+    }
+    return parts;
 }
 
 }  // namespace
@@ -368,54 +392,12 @@ void ClearInstallation(const InstalledProduct& product)
 
 std::vector<std::wstring> LeftoversOf(const InstalledProduct& product)
 {
-    std::vector<std::wstring> leftovers;
-    for (const std::wstring& file : product.files) {
-        if (::GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) {
-            leftovers.push_back(file);
-        }
-    }
-    for (const std::wstring& folder : product.folders) {
-        if (FolderExists(folder) && !HoldsUserFile(product, folder)) {
-            leftovers.push_back(folder + L"\\");
-        }
-    }
-    for (const RegistryItem& item : product.registry) {
-        if (Exists(item)) {
-            leftovers.push_back(Describe(item));
-        }
-    }
-    for (const TakenAssociation& taken : kTakenAssociations) {
-        if (StillTaken(product, taken) || RegValueExists(HKEY_CURRENT_USER, Key(taken), L"PixvnOld")) {
-            leftovers.push_back(L"association " + Key(taken));
-        }
-    }
-    return leftovers;
+    return PartsThatAre(product, true);
 }
 
 std::vector<std::wstring> MissingPartsOf(const InstalledProduct& product)
 {
-    std::vector<std::wstring> missing;
-    for (const std::wstring& path : product.files) {
-        if (!FileExists(path)) {
-            missing.push_back(path);
-        }
-    }
-    for (const std::wstring& folder : product.folders) {
-        if (!FolderExists(folder)) {
-            missing.push_back(folder + L"\\");
-        }
-    }
-    for (const RegistryItem& item : product.registry) {
-        if (!Exists(item)) {
-            missing.push_back(Describe(item));
-        }
-    }
-    for (const TakenAssociation& taken : kTakenAssociations) {
-        if (!StillTaken(product, taken) || GetRegString(HKEY_CURRENT_USER, Key(taken), L"PixvnOld") != taken.previous) {
-            missing.push_back(L"association " + Key(taken));
-        }
-    }
-    return missing;
+    return PartsThatAre(product, false);
 }
 
 std::vector<std::wstring> LostUserItemsOf(const InstalledProduct& product)

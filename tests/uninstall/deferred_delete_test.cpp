@@ -82,28 +82,20 @@ TEST_F(DeferredDelete, SystemRegistersMovesAndMissingPathsAlike)
     EXPECT_FALSE(FileExists(WininitPath()));
 }
 
-TEST_F(DeferredDelete, RefusedMoveFallsBackToWininitBehindOlderEntries)
+// A refused replacement leaves the new copy to be deleted, not moved over
+// the destination, and still counts as pending.
+TEST_F(DeferredDelete, RefusedMovesFallBackToWininitBehindOlderEntries)
 {
     g_pfnMoveFileExW = RefuseMoveFileEx;
     const std::wstring first = m_folder + L"\\a.dll";
-    const std::wstring second = m_folder + L"\\b.dll";
+    const std::wstring update = m_folder + L"\\Pixvn8.exe.new";
 
     EXPECT_NE(DeleteAtRestart(first.c_str()), 0);
     EXPECT_EQ(ReadTextFile(WininitPath()), "[rename]\r\nNUL=C:\\pxtest\\deferred\\a.dll\r\n");
-    EXPECT_NE(DeleteAtRestart(second.c_str()), 0);
-    EXPECT_EQ(ReadRenameSection(), L"NUL=" + first + L"\0NUL="s + second + L"\0"s);
-    EXPECT_EQ(PendingFileRenames().find(first), std::wstring::npos);
-}
-
-TEST_F(DeferredDelete, RefusedReplacementDeletesTheNewCopyAndStillCountsAsPending)
-{
-    g_pfnMoveFileExW = RefuseMoveFileEx;
-    const std::wstring update = m_folder + L"\\Pixvn8.exe.new";
-
     EXPECT_NE(ReplaceAtRestart(update.c_str(), (m_folder + L"\\Pixvn8.exe").c_str()), 0);
-
     EXPECT_NE(g_restartPending, 0);
-    EXPECT_EQ(ReadRenameSection(), L"NUL=" + update + L"\0"s);
+    EXPECT_EQ(ReadRenameSection(), L"NUL=" + first + L"\0NUL="s + update + L"\0"s);
+    EXPECT_EQ(PendingFileRenames().find(first), std::wstring::npos);
 }
 
 TEST_F(DeferredDelete, OverflowingSectionEndsTheProcessWithoutWriting)

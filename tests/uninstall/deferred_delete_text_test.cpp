@@ -4,20 +4,7 @@
 
 #include <string>
 
-using namespace std::string_literals;
-
-TEST(WininitBlock, NewDeletionGoesBehindTheOlderEntries)
-{
-    std::wstring block;
-    ASSERT_TRUE(BuildWininitDeletionBlock(L"", 0, L"C:\\a.dll", block));
-    EXPECT_EQ(block, L"NUL=C:\\a.dll\0\0"s);
-
-    // As the profile API fills its buffer: entries, closing zero, stale text.
-    const std::wstring section = L"NUL=C:\\old\0C:\\x=C:\\y\0\0stale"s;
-    ASSERT_TRUE(BuildWininitDeletionBlock(section, 21, L"C:\\new", block));
-    EXPECT_EQ(block, L"NUL=C:\\old\0C:\\x=C:\\y\0NUL=C:\\new\0\0"s);
-}
-
+// The block's contents are checked through the profile API in deferred_delete_test.
 TEST(WininitBlock, RefusesABlockThatWouldReachTheBufferEnd)
 {
     const std::size_t used = 1000;

@@ -149,26 +149,6 @@ TEST_F(LogRemoval, OnlyPrefixLimitsTheFilePassButNotTheFolderPass)
     EXPECT_FALSE(FolderExists(In(L"Languages")));
 }
 
-TEST_F(LogRemoval, BothLogsAreReadOlderOneFirstAndAMissingOneIsNothing)
-{
-    MakeFolders(In(L"sub"));
-    Touch(In(L"sub\\a.dat"));
-    Touch(In(L"old.dat"));
-    WriteTextFile(In(L"install.log"), "Make Dir: sub\r\nFile Copy: old.dat\r\n");
-    WriteTextFile(m_log, "File Copy: sub\\a.dat\r\n");
-
-    RemoveLoggedLinksAndFolders(In(L"missing.log"));
-    RemoveLoggedFiles(In(L"missing.log"), m_product, nullptr);
-    for (const wchar_t* logName : kInstallLogNames) {
-        RemoveLoggedFiles(In(logName), m_product, nullptr);
-    }
-
-    EXPECT_FALSE(FileExists(In(L"old.dat")));
-    EXPECT_FALSE(FileExists(In(L"sub\\a.dat")));
-    // The older log's folder came before the newer log emptied it.
-    EXPECT_TRUE(IsPendingDeletion(In(L"sub")));
-}
-
 TEST_F(LogRemoval, TamperedEntriesCannotReachOutOfTheProductFolder)
 {
     for (const wchar_t* name : {L"out1.dat", L"out2.dat", L"out3.dat", L"note.txt"}) {

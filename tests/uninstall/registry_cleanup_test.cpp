@@ -1,6 +1,5 @@
 #include "support/test_env.h"
 #include "system/services.h"
-#include "uninstall/association_table.h"
 #include "uninstall/registry_cleanup.h"
 
 #include <gtest/gtest.h>
@@ -8,7 +7,6 @@
 #include <sddl.h>
 #include <shlobj.h>
 
-#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -20,7 +18,6 @@ const HKEY kHkcr = HKEY_CLASSES_ROOT;
 constexpr wchar_t kTree[] = L"Software\\PixvaneTests\\RegistryCleanup";
 constexpr wchar_t kRegisteredApps[] = L"SOFTWARE\\RegisteredApplications";
 constexpr wchar_t kFileExts[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts";
-constexpr wchar_t kChildMajorVariable[] = L"PXTEST_RESTORE_OS_MAJOR";
 
 struct KeyRef {
     HKEY root;
@@ -97,118 +94,49 @@ TEST(DeleteRegistryTree, AKeyThatCannotBeDeletedKeepsItsAncestorsAndTheRestGoes)
     }
 }
 
-TEST(RemoveRegistration, EverythingTheProductWroteGoesAndOtherProgramsStay)
+// What the product wrote going is the end-to-end tests' business; here
+// what must stay: other programs' keys beside the product's, and the keys
+// of a user whose hive refuses access.
+TEST(RemoveRegistration, OtherProgramsAndARefusingUserKeepTheirKeys)
 {
-    const std::wstring uninstall = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\";
-    const std::wstring appPaths = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\";
+    const std::wstring refusing = L"S-1-5-21-1000-1000-1000-1000\\";
+    const std::wstring sharing = L"S-1-5-21-1000-1000-1000-1002\\";
     const std::wstring hosts = L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\";
-    // Each key is made with a subkey path below it, as registration makes it.
-    const std::vector<std::pair<KeyRef, std::wstring>> product = {
-        {{kHklm, L"SOFTWARE\\Quorvex\\Pixvane 8"}, L"\\Capabilities\\FileAssociations"},
-        {{kHkcr, L"Pixvane.8"}, L"\\shell\\open\\command"},
-        {{kHkcr, L".pv8lic"}, L""},
-        {{kHkcr, L"Pixvane8.License"}, L"\\shell\\open\\command"},
-        {{kHkcr, L"PV8.Document"}, L"\\shell\\open\\command"},
-        {{kHklm, appPaths + L"Pixvn8.exe"}, L""},
-        {{kHklm, uninstall + L"Pixvane 8"}, L""},
-        {{kHkcr, L"Applications\\Pixvn8.exe"}, L"\\shell\\open\\command"},
-        {{kHkcu, L"SOFTWARE\\Quorvex\\Pixvane 8"}, L"\\Settings"},
-        {{kHkcu, L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"}, L"\\shell\\open\\command"},
-        {{kHklm, hosts + L"pixvff"}, L""},
-        {{kHkcu, hosts + L"pixvff"}, L""},
-    };
-    const std::vector<KeyRef> neighbours = {
-        {kHklm, L"SOFTWARE\\Quorvex\\Pixvane 7"}, {kHklm, uninstall + L"Other Viewer"},
-        {kHklm, appPaths + L"otherview.exe"},     {kHkcr, L"Applications\\otherview.exe"},
-        {kHkcr, L"Pixvane.7"},                    {kHklm, hosts + L"otherhost"},
+    const std::vector<KeyRef> others = {
+        {kHklm, L"SOFTWARE\\Quorvex\\Pixvane 7"},
+        {kHklm, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Other Viewer"},
+        {kHklm, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\otherview.exe"},
+        {kHkcr, L"Applications\\otherview.exe"},
+        {kHkcr, L"Pixvane.7"},
+        {kHklm, hosts + L"otherhost"},
         {kHkcu, hosts + L"otherhost"},
+        {HKEY_USERS, sharing + L"SOFTWARE\\Quorvex\\Pixvane 7"},
+        {HKEY_USERS, sharing + L"SOFTWARE\\Classes\\Applications\\otherview.exe"},
+        {HKEY_USERS, refusing + L"SOFTWARE\\Quorvex\\Pixvane 8"},
     };
-    std::vector<KeyRef> trees = neighbours;
-    for (const auto& [ref, below] : product) {
-        trees.push_back(ref);
-    }
-    trees.push_back({kHklm, L"SOFTWARE\\Quorvex"});
-    trees.push_back({kHkcu, L"SOFTWARE\\Quorvex"});
+    std::vector<KeyRef> trees = others;
+    trees.push_back({HKEY_USERS, refusing});
+    trees.push_back({HKEY_USERS, sharing});
     RegistryScratch scratch(trees);
-    for (const auto& [ref, below] : product) {
-        ASSERT_TRUE(Make({ref.root, ref.key + below}));
-    }
-    for (const KeyRef& ref : neighbours) {
+    for (const KeyRef& ref : others) {
         ASSERT_TRUE(Make(ref));
     }
-    ASSERT_TRUE(SetRegString(kHkcu, L"SOFTWARE\\Quorvex", L"LastProduct", L"Pixvane 8"));  // a value only
-    ASSERT_TRUE(SetRegString(kHklm, kRegisteredApps, L"Pixvane.8", L"SOFTWARE\\Quorvex\\Pixvane 8\\Capabilities"));
+    ASSERT_TRUE(Make({HKEY_USERS, sharing + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings"}));
     ASSERT_TRUE(SetRegString(kHklm, kRegisteredApps, L"Other.Viewer", L"SOFTWARE\\Other\\Capabilities"));
-
-    RemoveRegistration(L"Quorvex", L"Pixvane 8", L"Pixvane 8", L"Pixvn8.exe");
-
-    for (const auto& [ref, below] : product) {
-        EXPECT_FALSE(Exists(ref)) << ref.key;
-    }
-    EXPECT_FALSE(Exists({kHkcu, L"SOFTWARE\\Quorvex"}));
-    EXPECT_FALSE(RegValueExists(kHklm, kRegisteredApps, L"Pixvane.8"));
-    for (const KeyRef& ref : neighbours) {
-        EXPECT_TRUE(Exists(ref)) << ref.key;
-    }
-    EXPECT_TRUE(RegValueExists(kHklm, kRegisteredApps, L"Other.Viewer"));
-    ::RegDeleteKeyValueW(kHklm, kRegisteredApps, L"Other.Viewer");
-}
-
-TEST(RemoveRegistration, EveryOpenUserUnderHkuIsCleanedAndARefusingOneSkipped)
-{
-    // Plain subkeys of HKU stand for other accounts' loaded profiles; they
-    // enumerate in this order, after Wine's own user.
-    const std::wstring refusing = L"S-1-5-21-1000-1000-1000-1000\\";
-    const std::wstring other = L"S-1-5-21-1000-1000-1000-1001\\";
-    const std::wstring sharing = L"S-1-5-21-1000-1000-1000-1002\\";
-    RegistryScratch scratch({{HKEY_USERS, refusing}, {HKEY_USERS, other}, {HKEY_USERS, sharing}});
-    for (const std::wstring& user : {refusing, other, sharing}) {
-        ASSERT_TRUE(Make({HKEY_USERS, user + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings"}));
-        ASSERT_TRUE(Make({HKEY_USERS, user + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe\\shell"}));
-        ASSERT_TRUE(Make({HKEY_USERS, user + L"SOFTWARE\\Classes\\Applications\\otherview.exe"}));
-    }
-    ASSERT_TRUE(Make({HKEY_USERS, sharing + L"SOFTWARE\\Quorvex\\Pixvane 7"}));
     ASSERT_TRUE(scratch.Lock({HKEY_USERS, refusing}));
 
     RemoveRegistration(L"Quorvex", L"Pixvane 8", L"Pixvane 8", L"Pixvn8.exe");
 
-    EXPECT_TRUE(Exists({HKEY_USERS, refusing + L"SOFTWARE\\Quorvex\\Pixvane 8"}));
-    for (const std::wstring& user : {other, sharing}) {
-        EXPECT_FALSE(Exists({HKEY_USERS, user + L"SOFTWARE\\Quorvex\\Pixvane 8"})) << user;
-        EXPECT_FALSE(Exists({HKEY_USERS, user + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"})) << user;
-        EXPECT_TRUE(Exists({HKEY_USERS, user + L"SOFTWARE\\Classes\\Applications\\otherview.exe"})) << user;
+    for (const KeyRef& ref : others) {
+        EXPECT_TRUE(Exists(ref)) << std::string(ref.key.begin(), ref.key.end());
     }
-    EXPECT_FALSE(Exists({HKEY_USERS, other + L"SOFTWARE\\Quorvex"}));
-    EXPECT_TRUE(Exists({HKEY_USERS, sharing + L"SOFTWARE\\Quorvex\\Pixvane 7"}));
+    EXPECT_FALSE(Exists({HKEY_USERS, sharing + L"SOFTWARE\\Quorvex\\Pixvane 8"}));
+    EXPECT_TRUE(RegValueExists(kHklm, kRegisteredApps, L"Other.Viewer"));
+    ::RegDeleteKeyValueW(kHklm, kRegisteredApps, L"Other.Viewer");
+    DeleteRegTree(kHklm, L"SOFTWARE\\Quorvex");
 }
 
 namespace {
-
-// Runs RestoreFileAssociations in a copy of this program that Wine presents
-// as another Windows version ("winxp64", "win7", "win10"), so the version
-// query answers as that system would; the child fails on any other version.
-::testing::AssertionResult RestoreAssociationsAs(const std::wstring& wineVersion, DWORD expectedMajor)
-{
-    const std::wstring exe = MakeScratchFolder(L"restore-as") + L"\\restore_as_" + wineVersion + L".exe";
-    const std::wstring appDefaults = L"Software\\Wine\\AppDefaults\\restore_as_" + wineVersion + L".exe";
-    wchar_t self[MAX_PATH] = {};
-    ::GetModuleFileNameW(nullptr, self, MAX_PATH);
-    if (!::CopyFileW(self, exe.c_str(), FALSE) || !SetRegString(kHkcu, appDefaults, L"Version", wineVersion)) {
-        return ::testing::AssertionFailure() << "could not prepare the child";
-    }
-    ::SetEnvironmentVariableW(kChildMajorVariable, std::to_wstring(expectedMajor).c_str());
-    const int code = RunToEnd(L"\"" + exe + L"\" --gtest_filter=RestoreFileAssociationsChild.*", 60000);
-    ::SetEnvironmentVariableW(kChildMajorVariable, nullptr);
-    DeleteRegTree(kHkcu, appDefaults);
-    return code == 0 ? ::testing::AssertionSuccess() : ::testing::AssertionFailure() << "child ended with " << code;
-}
-
-const std::wstring kProductProgId = L"Applications\\Pixvn8.exe";
-
-std::wstring Ext(const wchar_t* extension, const wchar_t* subkey = L"")
-{
-    return std::wstring(kFileExts) + L"\\" + extension + subkey;
-}
 
 // Counts the notices registered windows of this thread get from SHChangeNotify,
 // which Wine delivers within the calling process.
@@ -247,117 +175,21 @@ int CountAssociationNotices(void (*action)())
 
 }  // namespace
 
-// Parameterised by the Windows major version of a new system.
-class RestoreAssociations : public ::testing::TestWithParam<DWORD> {
-protected:
-    void SetUp() override
-    {
-        // Earlier tests of the run may leave the FileExts key behind, and
-        // every extension of the table in it takes part in a restore.
-        m_hadFileExts = RegKeyExists(kHkcu, kFileExts);
-        ForgetTableExtensions();
-        // Explorer's choices as installer and user left them: .bmp and .pvi
-        // taken over with the former program kept, .gif taken over with none
-        // kept and another UserChoice, .png another program's with a stale
-        // "PixvnOld" but the product's UserChoice.
-        for (const wchar_t* extension : {L".bmp", L".gif", L".pvi"}) {
-            SetRegString(kHkcu, Ext(extension), L"Application", L"Pixvn8.exe");
-        }
-        SetRegString(kHkcu, Ext(L".png"), L"Application", L"OtherViewer.exe");
-        SetRegString(kHkcu, Ext(L".bmp"), L"PixvnOld", L"mspaint.exe");
-        SetRegString(kHkcu, Ext(L".pvi"), L"PixvnOld", L"PvOldView.exe");
-        SetRegString(kHkcu, Ext(L".png"), L"PixvnOld", L"mspaint.exe");
-        for (const wchar_t* extension : {L".bmp", L".png", L".pvi"}) {
-            SetRegString(kHkcu, Ext(extension, L"\\UserChoice"), L"Progid", kProductProgId);
-        }
-        SetRegString(kHkcu, Ext(L".gif", L"\\UserChoice"), L"Progid", L"giffile");
-    }
-    void TearDown() override
-    {
-        ForgetTableExtensions();
-        if (!m_hadFileExts) {
-            DeleteRegTree(kHkcu, kFileExts);
-        }
-        DeleteRegTree(kHkcr, L".pvi");
-        DeleteRegTree(kHkcr, L".j2k");
-    }
-
-    static void ForgetTableExtensions()
-    {
-        for (const FileAssociation& entry : g_associationTable) {
-            DeleteRegTree(kHkcu, Ext(entry.extension));
-        }
-    }
-
-    bool m_hadFileExts = false;
-};
-
-// Started only by RestoreAssociationsAs, in a copy that Wine presents as
-// another Windows version; skipped in an ordinary run.
-TEST(RestoreFileAssociationsChild, RestoresUnderTheVersionGiven)
-{
-    wchar_t expected[16] = {};
-    if (::GetEnvironmentVariableW(kChildMajorVariable, expected, 16) == 0) {
-        GTEST_SKIP() << "runs only as the child of the RestoreAssociations tests";
-    }
-    ASSERT_EQ(g_osVersion.dwMajorVersion, std::wcstoul(expected, nullptr, 10));
-    RestoreFileAssociations();
-}
-
-TEST_F(RestoreAssociations, OldSystemsGiveTheApplicationValueBack)
-{
-    ASSERT_TRUE(RestoreAssociationsAs(L"winxp64", 5));
-
-    EXPECT_EQ(GetRegString(kHkcu, Ext(L".bmp"), L"Application"), L"mspaint.exe");
-    EXPECT_EQ(GetRegString(kHkcu, Ext(L".pvi"), L"Application"), L"PvOldView.exe");
-    EXPECT_FALSE(RegValueExists(kHkcu, Ext(L".gif"), L"Application")) << "nothing kept to give back";
-    EXPECT_FALSE(RegValueExists(kHkcu, Ext(L".bmp"), L"PixvnOld"));
-    EXPECT_FALSE(RegValueExists(kHkcu, Ext(L".pvi"), L"PixvnOld"));
-    EXPECT_EQ(GetRegString(kHkcu, Ext(L".png"), L"Application"), L"OtherViewer.exe");
-    EXPECT_EQ(GetRegString(kHkcu, Ext(L".png"), L"PixvnOld"), L"mspaint.exe") << "another program's";
-    EXPECT_TRUE(RegKeyExists(kHkcu, Ext(L".bmp", L"\\UserChoice"))) << "unknown to old systems";
-}
-
-TEST_F(RestoreAssociations, OldSystemsWithoutExplorerChoicesRestoreTheClassDefaults)
-{
-    DeleteRegTree(kHkcu, kFileExts);  // what an earlier test left in it is of no further use
-    ASSERT_TRUE(SetRegString(kHkcr, L".pvi", nullptr, L"Pixvn8.exe"));
-    ASSERT_TRUE(SetRegString(kHkcr, L".pvi", L"PixvnOld", L"PvOldView.exe"));
-    ASSERT_TRUE(SetRegString(kHkcr, L".j2k", nullptr, L"Pixvn8.exe"));
-
-    ASSERT_TRUE(RestoreAssociationsAs(L"winxp64", 5));
-
-    EXPECT_EQ(GetRegString(kHkcr, L".pvi", nullptr), L"PvOldView.exe");
-    EXPECT_FALSE(RegValueExists(kHkcr, L".pvi", L"PixvnOld"));
-    EXPECT_FALSE(RegValueExists(kHkcr, L".j2k", nullptr));
-}
-
-TEST_P(RestoreAssociations, NewSystemsDropTheProductsUserChoiceAndEveryPixvnOld)
-{
-    ASSERT_TRUE(RestoreAssociationsAs(GetParam() == 6 ? L"win7" : L"win10", GetParam()));
-
-    for (const wchar_t* extension : {L".bmp", L".png", L".pvi"}) {
-        EXPECT_FALSE(RegKeyExists(kHkcu, Ext(extension, L"\\UserChoice"))) << extension;
-        EXPECT_FALSE(RegValueExists(kHkcu, Ext(extension), L"PixvnOld")) << extension;
-    }
-    EXPECT_EQ(GetRegString(kHkcu, Ext(L".gif", L"\\UserChoice"), L"Progid"), L"giffile");
-    EXPECT_EQ(GetRegString(kHkcu, Ext(L".bmp"), L"Application"), L"Pixvn8.exe") << "an old system's business";
-}
-
-INSTANTIATE_TEST_SUITE_P(Versions, RestoreAssociations, ::testing::Values(DWORD{6}, DWORD{10}),
-                         [](const auto& info) { return "Major" + std::to_string(info.param); });
-
-TEST_F(RestoreAssociations, TheShellHearsOfItOnlyWhenAnAssociationChanged)
+// Both systems' ordinary cases are the end-to-end tests'. Without Explorer's
+// own choices the classes themselves are restored (the prefix is a new
+// system); the shell hears of it only when an association changed hands.
+TEST(RestoreFileAssociations, WithoutExplorersChoicesRestoresTheClassesAndTellsTheShellOfChangesOnly)
 {
     ASSERT_TRUE(IsVistaOrLater()) << "the prefix is expected to be a new system";
-    for (const wchar_t* extension : {L".bmp", L".png", L".pvi"}) {
-        SetRegString(kHkcu, Ext(extension, L"\\UserChoice"), L"Progid", L"otherfile");
-    }
-    // Only stale "PixvnOld" values are cleared: no association changes hands.
+    DeleteRegTree(kHkcu, kFileExts);  // only ever made by tests
+    ASSERT_TRUE(SetRegString(kHkcr, L".pvi\\UserChoice", L"Progid", L"otherfile"));
+    ASSERT_TRUE(SetRegString(kHkcr, L".pvi", L"PixvnOld", L"PvOldView.exe"));
     EXPECT_EQ(CountAssociationNotices(&RestoreFileAssociations), 0);
-    ASSERT_FALSE(RegValueExists(kHkcu, Ext(L".bmp"), L"PixvnOld"));
+    EXPECT_FALSE(RegValueExists(kHkcr, L".pvi", L"PixvnOld")) << "cleared on new systems whoever holds the choice";
+    EXPECT_TRUE(RegKeyExists(kHkcr, L".pvi\\UserChoice"));
 
-    SetRegString(kHkcu, Ext(L".png", L"\\UserChoice"), L"Progid", kProductProgId);
+    ASSERT_TRUE(SetRegString(kHkcr, L".pvi\\UserChoice", L"Progid", L"Applications\\Pixvn8.exe"));
     EXPECT_EQ(CountAssociationNotices(&RestoreFileAssociations), 1);
-    EXPECT_FALSE(RegKeyExists(kHkcu, Ext(L".png", L"\\UserChoice")));
+    EXPECT_FALSE(RegKeyExists(kHkcr, L".pvi\\UserChoice"));
+    DeleteRegTree(kHkcr, L".pvi");
 }

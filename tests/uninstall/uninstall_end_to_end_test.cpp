@@ -35,13 +35,10 @@ public:
     }
     ~OlderWindowsForNewPrograms()
     {
-        if (!m_before.empty()) {
+        if (m_before.empty()) {
+            ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kWineKey, L"Version");
+        } else {
             SetRegString(HKEY_CURRENT_USER, kWineKey, L"Version", m_before);
-            return;
-        }
-        UniqueRegKey key;
-        if (::RegOpenKeyExW(HKEY_CURRENT_USER, kWineKey, 0, KEY_SET_VALUE, key.Put()) == ERROR_SUCCESS) {
-            ::RegDeleteValueW(key.Get(), L"Version");
         }
     }
     bool IsSet() const { return m_set; }

@@ -1,0 +1,155 @@
+// libFuzzer targets for the text logic that reads outside input: install-log
+// and package-list lines, the command line, paths, the shared instance list
+// and the WININIT block. One source, one target per FUZZ_* definition; each
+// checks the properties the rest of the program relies on.
+#include "app/command_line_text.h"
+#include "app/instance_list_text.h"
+#include "system/path_text.h"
+#include "uninstall/deferred_delete_text.h"
+#include "uninstall/install_log_text.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+void Require(bool holds)
+{
+    if (!holds) {
+        std::abort();
+    }
+}
+
+// Bytes as the log reader sees them (one character per byte), or as UTF-16
+// code units (two bytes each) for what comes from the command line.
+std::wstring Wide(const uint8_t* data, size_t size, bool utf16)
+{
+    std::wstring text;
+    for (size_t i = 0; i + (utf16 ? 1 : 0) < size; i += utf16 ? 2 : 1) {
+        text += static_cast<wchar_t>(utf16 ? data[i] | data[i + 1] << 8 : data[i]);
+    }
+    return text;
+}
+
+std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator)
+{
+    std::vector<std::wstring> parts(1);
+    for (wchar_t c : text) {
+        if (c == separator) {
+            parts.emplace_back();
+        } else {
+            parts.back().push_back(c);
+        }
+    }
+    return parts;
+}
+
+void FuzzLogLines(const uint8_t* data, size_t size)
+{
+    for (std::wstring line : Split(Wide(data, size, false), L'\n')) {
+        line = std::wstring(TrimLogLineEnd(line.substr(0, kLogLineChars - 1).c_str()));
+        std::wstring_view rest;
+        for (const wchar_t* prefix : {kFileCopyPrefix, kFileCopyX64Prefix, kFileCopyIndPrefix, kFileCopyPrtPrefix,
+                                      kFileOverwritePrefix, kFileDelPrefix, kMakeDirPrefix, kShellLinkPrefix}) {
+            if (!MatchLogPrefix(line, prefix, rest)) {
+                continue;
+            }
+            Require(MakeLogLine(prefix, rest) == line);
+            const std::wstring name = FileEntryInstalledName(line, prefix);
+            Require(name.find(L" | ") == std::wstring::npos && name.size() <= rest.size());
+            if (IsConfinedRelativeName(name)) {
+                Require(name.find(L':') == std::wstring::npos && name[0] != L'\\' && name[0] != L'/' &&
+                        name != L".." && !name.starts_with(L"..\\") && name.find(L"\\..\\") == std::wstring::npos);
+            }
+            IsShortcutFileName(rest);
+        }
+    }
+}
+
+void FuzzOptions(const uint8_t* data, size_t size)
+{
+    const std::vector<std::wstring> args = Split(Wide(data, size, true), L'\n');
+    const StartupOptions options = ScanOptions(args);
+    Require(options.silentLevel >= 0 && options.silentLevel <= 2);
+    const int32_t level = InstallSilentLevel(options);
+    Require(level >= 0 && level <= 2);
+    Require(!IsSelfRemovalRequest(args) || args.size() >= 3);
+    DecideMode(args, args[0]);
+    SkipsInstanceQuestion(args);
+    Require(args[0].starts_with(PackageFolderOf(args[0])));
+}
+
+void FuzzPaths(const uint8_t* data, size_t size)
+{
+    const std::wstring path = Wide(data, size, true);
+    const std::wstring parent = ParentFolder(path);
+    Require(path.starts_with(parent) && parent.size() < path.size() + (path.empty() ? 1 : 0));
+    Require(path.starts_with(DriveAndFolder(path)));
+    Require(EqualsNoCase(path, ToLowerAscii(path)) && Contains(path, parent));
+    const std::wstring joined = JoinPath(parent, path);
+    Require(joined.ends_with(path) && StartsWith(joined, parent));
+    HasBlankOrTab(path);
+}
+
+void FuzzInstanceList(const uint8_t* data, size_t size)
+{
+    std::vector<uint8_t> bytes(data, data + size);
+    InstanceListBuffer list{std::span<uint8_t>(bytes)};
+    const std::vector<uint32_t> ids = list.Ids();
+    Require(ids.size() <= bytes.size() / 4);
+    const uint32_t id = size >= 12 ? data[8] | data[9] << 8 : 4;
+    const bool appended = list.Append(id);
+    Require(!appended || list.Count() <= kMaxInstanceIds);
+    if (list.Remove(id)) {
+        Require(!appended || list.Ids().size() == ids.size());
+    }
+    IsInstanceWindowTitle(Wide(data, size, true));
+    if (size >= 8) {
+        RoundAreaSize(data[0] | data[1] << 8 | data[2] << 16 | static_cast<uint32_t>(data[3]) << 24,
+                      data[4] | data[5] << 8 | data[6] << 16 | static_cast<uint32_t>(data[7]) << 24);
+    }
+    list.Initialise();
+    Require(list.Count() == 0);
+}
+
+void FuzzWininitBlock(const uint8_t* data, size_t size)
+{
+    if (size < 2) {
+        return;
+    }
+    const std::vector<std::wstring> parts = Split(Wide(data + 2, size - 2, true), L'\n');
+    // Stretched so that the whole range up to the buffer's end is reached.
+    const size_t used = (data[0] | data[1] << 8) % (kWininitSectionChars + 8);
+    std::wstring section = parts[0];
+    section.resize(std::max(section.size(), used), L'x');
+    const std::wstring path = parts.size() > 1 ? parts[1] : L"";
+    std::wstring block = L"untouched";
+    if (BuildWininitDeletionBlock(section, used, path, block)) {
+        Require(block.size() == used + 4 + path.size() + 2 && block.size() <= kWininitSectionChars);
+        Require(block.compare(0, used, section, 0, used) == 0 && block.ends_with(L"NUL=" + path + L'\0' + L'\0'));
+    } else {
+        Require(block == L"untouched");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+#if defined(FUZZ_LOG_LINES)
+    FuzzLogLines(data, size);
+#elif defined(FUZZ_OPTIONS)
+    FuzzOptions(data, size);
+#elif defined(FUZZ_PATHS)
+    FuzzPaths(data, size);
+#elif defined(FUZZ_INSTANCE_LIST)
+    FuzzInstanceList(data, size);
+#elif defined(FUZZ_WININIT_BLOCK)
+    FuzzWininitBlock(data, size);
+#endif
+    return 0;
+}
