@@ -2,36 +2,19 @@
 
 #include <gtest/gtest.h>
 
-using Args = std::vector<std::wstring>;
-
-TEST(OptionScan, StartsSilentWithNothingGiven)
+TEST(OptionScan, SetsTheLevelAndStopsAtVerboseOrSconf)
 {
-    const StartupOptions options = ScanOptions({L"setup.exe"});
-    EXPECT_EQ(options.silentLevel, 1);
-    EXPECT_FALSE(options.dashS);
-    EXPECT_TRUE(options.packageFolder.empty());
-}
-
-TEST(OptionScan, VerboseWinsWhicheverSideOfDashSItStands)
-{
+    const StartupOptions none = ScanOptions({L"setup.exe"});
+    EXPECT_EQ(none.silentLevel, 1);
+    EXPECT_FALSE(none.dashS);
+    EXPECT_EQ(InstallSilentLevel(none), 0);
+    // "-v" wins whichever side of "-s" it stands; "-sconf" keeps 2 without "-s".
     EXPECT_EQ(InstallSilentLevel(ScanOptions({L"setup.exe", L"-v", L"-s"})), 0);
     EXPECT_EQ(InstallSilentLevel(ScanOptions({L"setup.exe", L"-s", L"-V"})), 0);
     EXPECT_EQ(InstallSilentLevel(ScanOptions({L"setup.exe", L"-S"})), 1);
-    EXPECT_EQ(InstallSilentLevel(ScanOptions({L"setup.exe"})), 0);
-}
-
-TEST(OptionScan, StopsAtVerboseSoALaterPackageIsNotSeen)
-{
-    const StartupOptions options = ScanOptions({L"setup.exe", L"-v", L"-sfxname=C:\\dl\\pv8.exe"});
-    EXPECT_EQ(options.silentLevel, 0);
-    EXPECT_TRUE(options.packageFolder.empty());
-}
-
-TEST(OptionScan, SconfKeepsLevelTwoWithoutDashS)
-{
-    const StartupOptions options = ScanOptions({L"setup.exe", L"-SConf", L"-v"});
-    EXPECT_EQ(options.silentLevel, 2);
-    EXPECT_EQ(InstallSilentLevel(options), 2);
+    EXPECT_EQ(InstallSilentLevel(ScanOptions({L"setup.exe", L"-SConf", L"-v"})), 2);
+    // The scan stops at "-v": a later package is not seen.
+    EXPECT_TRUE(ScanOptions({L"setup.exe", L"-v", L"-sfxname=C:\\dl\\pv8.exe"}).packageFolder.empty());
 }
 
 TEST(OptionScan, PackageFolderIsTheFolderOfTheSfxPath)

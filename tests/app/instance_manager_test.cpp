@@ -94,20 +94,6 @@ TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
     }
 }
 
-TEST_F(InstanceRegistry, ALaterMemberFindsTheListAsItIsAndLeavingTakesItsIdOut)
-{
-    COXInstanceManager first(L"Test.Pixvane.Existing", 1024, false);
-    EXPECT_EQ(first.GetInstanceCount(), 0u);
-    first.SetMaxInstances(5, false);
-    {
-        // All have left, the mapping is still there: joining makes one member.
-        COXInstanceManager second(L"Test.Pixvane.Existing", 1024, true);
-        EXPECT_EQ(second.GetMaxInstances(), 5u);
-        EXPECT_EQ(ListOf(first), Ids{m_self});
-    }
-    EXPECT_EQ(first.GetInstanceCount(), 0u);
-}
-
 TEST_F(InstanceRegistry, AFullListRefusesTheNextMemberAndItsLastRemovalStaysInTheArea)
 {
     COXInstanceManager registry(L"Test.Pixvane.Full", 1024, false);

@@ -7,24 +7,20 @@
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "system/services.h"
+#include "ui/message_box.h"
+#include "ui/resource.h"
 
 #include <shlobj.h>
 
 #include <gtest/gtest.h>
 
-#include <iostream>
 
 namespace {
 
-const std::wstring kOneInstanceText =
-    L"1 instance of Pixvane is currently opened. If you click \"Yes\" button, SETUP will try to close it without "
-    L"saving any editing work you may have done. \n\nContinue installation?";
-const std::wstring kTwoInstancesText =
-    L"2 instances of Pixvane are currently opened. ff you click \"Yes\" button, SETUP will try to close them "
-    L"without saving any editing work you may have done. \n\nContinue installation?";
-const std::wstring kAbortedText =
-    L"Setup of Pixvane aborted. Please close other instances of Pixvane manually, saving any editing work you have "
-    L"done in them, then restart this setup program.";
+// The texts themselves are the catalogue test's; here which one is shown.
+const std::wstring kOneInstanceText = LoadMessageText(IDS_INSTANCE_OPEN_ONE);
+const std::wstring kTwoInstancesText = FormatMessageText(IDS_INSTANCES_OPEN_MANY, 2);
+const std::wstring kAbortedText = LoadMessageText(IDS_SETUP_ABORTED_INSTANCES);
 
 std::wstring MessagesLog()
 {
@@ -53,13 +49,8 @@ class RunningInstances : public ::testing::Test {
 protected:
     void SetUp() override { ::DeleteFileW(MessagesLog().c_str()); }
 
-    // Waits for a product copy to end; reports whether it went by itself or was killed.
-    void ExpectEndedBySetup(ChildProcess& product)
-    {
-        EXPECT_EQ(product.Wait(10000), 0);  // our own kill would leave 99
-        std::cout << "product " << product.Id()
-                  << (Recorded(CloseRecord(product.Id())) ? " saw the close request\n" : " was terminated first\n");
-    }
+    // Waits for a product copy to end by setup's hand (our own kill would leave 99).
+    static void ExpectEndedBySetup(ChildProcess& product) { EXPECT_EQ(product.Wait(10000), 0); }
 
     // Whether setup showed a box before the product copy ended.
     static bool AskedBeforeItEnded(const ChildProcess& setup, const ChildProcess& product)

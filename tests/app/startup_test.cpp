@@ -4,6 +4,8 @@
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "ui/message_box.h"
+#include "ui/resource.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +13,6 @@
 
 namespace {
 
-constexpr wchar_t kConfirmUninstall[] = L"This will completely uninstall Pixvane 8.\nDo you want to continue?";
 constexpr wchar_t kThumb32Class[] = L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E401}";
 constexpr wchar_t kThumbXP32Class[] = L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}";
 
@@ -46,11 +47,12 @@ void EndHungPrograms()
 
 }  // namespace
 
-// Declining is the end-to-end tests' case; here the cases that must still ask.
+// Cases that must still ask; No changes nothing.
 TEST(UninstallConfirmation, InexactSelfRemovalRequestsAndVerboseLicensedCopiesAreStillAsked)
 {
     const std::wstring folder = MakeProductFolder(L"confirm");
     const std::wstring uninstaller = Quoted(folder + L"\\PxvUnInst.exe");
+    ClearProductCallsLog();
     for (const wchar_t* arguments : {L" -DELSELF C:\\pxtest\\x\\PxvUnInst.exe", L" -delself", L" -v"}) {
         if (std::wstring(arguments) == L" -v") {
             WriteTextFile(folder + L"\\owner.pv8lic", "licence");
@@ -59,10 +61,15 @@ TEST(UninstallConfirmation, InexactSelfRemovalRequestsAndVerboseLicensedCopiesAr
         ASSERT_TRUE(first.Start(uninstaller + arguments));
         const auto box = AnswerMessageBox(IDNO, 15000, first.Id());
         ASSERT_TRUE(box) << "no confirmation with" << std::string(arguments, arguments + std::wcslen(arguments));
-        EXPECT_EQ(box->text, kConfirmUninstall);
+        EXPECT_EQ(box->text, LoadMessageText(IDS_CONFIRM_UNINSTALL));
+        EXPECT_TRUE(box->hasYes && box->hasNo && !box->hasOk && box->hasIcon);
+        EXPECT_EQ(box->defaultButton, IDNO);
         EXPECT_EQ(first.Wait(30000), 0);
     }
+    // Declined, it changed nothing and started no second stage.
     EXPECT_TRUE(FileExists(folder + L"\\PxvUnInst.exe"));
+    EXPECT_TRUE(SecondStageProcesses().empty());
+    EXPECT_EQ(ProductCallsLog(), L"");
 }
 
 // The product and the handler both hang while they unregister: the copy
@@ -89,8 +96,7 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     const ULONGLONG spent = ::GetTickCount64() - start;
     EndHungPrograms();
     ASSERT_TRUE(box);
-    EXPECT_EQ(box->text, L"Pixvane 8 has been completely uninstalled from this computer.\n\nIf some Pixvane files "
-                         L"could not be deleted at this time, they will be removed upon the reboot of this computer.");
+    EXPECT_EQ(box->text, LoadMessageText(IDS_UNINSTALL_DONE));
     EXPECT_TRUE(box->hasOk && !box->hasYes && !box->hasIcon);
     EXPECT_EQ(second.Wait(10000), 0);
     // 1 s for the first stage to end, then 5 s for each hung program.

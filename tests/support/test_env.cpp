@@ -3,7 +3,9 @@
 #include <shellapi.h>
 #include <tlhelp32.h>
 
-#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <vector>
 
 std::wstring BuildPath(const std::wstring& relative)
@@ -43,43 +45,28 @@ bool FolderExists(const std::wstring& path)
 
 void WriteTextFile(const std::wstring& path, const std::string& bytes)
 {
-    UniqueStdioFile file(::_wfopen(path.c_str(), L"wb"));
-    if (file) {
-        std::fwrite(bytes.data(), 1, bytes.size(), file.Get());
-    }
+    std::ofstream(std::filesystem::path(path), std::ios::binary) << bytes;
 }
 
 std::string ReadTextFile(const std::wstring& path)
 {
-    UniqueStdioFile file(::_wfopen(path.c_str(), L"rb"));
-    std::string bytes;
-    if (!file) {
-        return bytes;
-    }
-    char buffer[4096];
-    size_t read = 0;
-    while ((read = std::fread(buffer, 1, sizeof(buffer), file.Get())) > 0) {
-        bytes.append(buffer, read);
-    }
-    return bytes;
+    std::ifstream file(std::filesystem::path(path), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 void RemoveTree(const std::wstring& path)
 {
+    ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);  // a read-only file would stay
     if (!FolderExists(path)) {
-        ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);
         ::DeleteFileW(path.c_str());
         return;
     }
     WIN32_FIND_DATAW found = {};
     UniqueFindHandle search(::FindFirstFileW((path + L"\\*").c_str(), &found));
-    if (search) {
-        do {
-            const std::wstring name = found.cFileName;
-            if (name != L"." && name != L"..") {
-                RemoveTree(path + L"\\" + name);
-            }
-        } while (::FindNextFileW(search.Get(), &found));
+    for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
+        if (std::wstring(found.cFileName) != L"." && std::wstring(found.cFileName) != L"..") {
+            RemoveTree(path + L"\\" + found.cFileName);
+        }
     }
     search.Reset();
     ::RemoveDirectoryW(path.c_str());
@@ -142,20 +129,13 @@ ChildProcess::~ChildProcess()
 int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
 {
     ChildProcess child;
-    if (!child.Start(commandLine)) {
-        return -1;
-    }
-    return child.Wait(timeoutMs);
+    return child.Start(commandLine) ? child.Wait(timeoutMs) : -1;
 }
 
 std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix)
 {
     std::vector<DWORD> found;
-    UniqueHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
-    if (!snapshot || snapshot.Get() == INVALID_HANDLE_VALUE) {
-        snapshot.Detach();
-        return found;
-    }
+    UniqueFileHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));  // INVALID_HANDLE_VALUE on failure
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
@@ -199,29 +179,34 @@ bool SetRegDword(HKEY root, const std::wstring& key, const wchar_t* name, DWORD 
     return SetRegValue(root, key, name, REG_DWORD, &value, sizeof(value));
 }
 
-bool RegKeyExists(HKEY root, const std::wstring& key)
+namespace {
+
+// The key opened for reading in the 64-bit view; empty when it cannot be.
+UniqueRegKey OpenForReading(HKEY root, const std::wstring& key)
 {
     UniqueRegKey opened;
-    return ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put()) == ERROR_SUCCESS;
+    ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put());
+    return opened;
+}
+
+}  // namespace
+
+bool RegKeyExists(HKEY root, const std::wstring& key)
+{
+    return OpenForReading(root, key).IsValid();
 }
 
 bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name)
 {
-    UniqueRegKey opened;
-    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put()) != ERROR_SUCCESS) {
-        return false;
-    }
-    return ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+    const UniqueRegKey opened = OpenForReading(root, key);
+    return opened && ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
 }
 
 std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name)
 {
-    UniqueRegKey opened;
-    if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put()) != ERROR_SUCCESS) {
-        return {};
-    }
+    const UniqueRegKey opened = OpenForReading(root, key);
     DWORD size = 0;
-    if (::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
+    if (!opened || ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
         return {};
     }
     std::wstring value(size / sizeof(wchar_t) + 1, L'\0');
