@@ -51,7 +51,7 @@ void AddKeys(HKEY root, const std::wstring& name, MachineSnapshot& snapshot)
         DWORD size = sizeof(data);
         DWORD type = 0;
         const LONG result = ::RegEnumValueW(key.Get(), i, valueName, &nameChars, nullptr, &type, data, &size);
-        if (result == ERROR_NO_MORE_ITEMS) {
+        if (result != ERROR_SUCCESS && result != ERROR_MORE_DATA) {
             break;
         }
         std::wstring value = name + L" [" + valueName + L"]";
