@@ -2,65 +2,14 @@
 #include "app/product_names.h"
 #include "install/install_state.h"
 #include "install/shortcuts.h"
+#include "support/shell_links.h"
 #include "support/test_env.h"
 
 #include <gtest/gtest.h>
 
-#include <objbase.h>
-#include <shlobj.h>
-#include <wrl/client.h>
-
 #include <string>
 
 namespace {
-
-using Microsoft::WRL::ComPtr;
-
-struct LinkContents {
-    std::wstring target;
-    std::wstring workingFolder;
-};
-
-LinkContents ReadLink(const std::wstring& path)
-{
-    ComPtr<IShellLinkW> link;
-    ComPtr<IPersistFile> file;
-    wchar_t target[MAX_PATH] = {};
-    wchar_t folder[MAX_PATH] = {};
-    if (SUCCEEDED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&link))) &&
-        SUCCEEDED(link.As(&file)) && SUCCEEDED(file->Load(path.c_str(), STGM_READ))) {
-        link->GetPath(target, MAX_PATH, nullptr, 0);
-        link->GetWorkingDirectory(folder, MAX_PATH);
-    }
-    return {target, folder};
-}
-
-std::string UnixPath(const std::wstring& buildTreePath)
-{
-    std::string path;
-    for (size_t i = 2; i < buildTreePath.size(); ++i) {  // after "Z:"
-        path += buildTreePath[i] == L'\\' ? '/' : static_cast<char>(buildTreePath[i]);
-    }
-    return path;
-}
-
-// What the Linux parser lnkinfo reads from a link file in the build tree.
-// Wine starts a Linux program as such but gives no handle to wait on, so
-// the output arrives under its final name only when complete.
-std::string LnkInfoOf(const std::wstring& link)
-{
-    const std::wstring output = link + L".txt";
-    ::DeleteFileW(output.c_str());
-    const std::string out = UnixPath(output);
-    const std::string script =
-        "lnkinfo '" + UnixPath(link) + "' >'" + out + ".tmp' 2>&1; mv '" + out + ".tmp' '" + out + "'";
-    ChildProcess shell;
-    if (!shell.Start(L"Z:\\bin\\sh -c \"" + std::wstring(script.begin(), script.end()) + L"\"") ||
-        !WaitUntil([&] { return FileExists(output); }, 20000)) {
-        return "lnkinfo did not run";
-    }
-    return ReadTextFile(output);
-}
 
 // Opens nothing; writes down what it was asked to open, a line a page.
 std::wstring g_opened;
@@ -90,9 +39,7 @@ TEST(CreateShortcut, SavesTheUnquotedTargetAndLogsOnlyWhatWasSaved)
     CreateShortcut(L"\"" + target + L"\"", link, L"", 1, nullptr, pictures.c_str());
     CreateShortcut(target, destination + L"\\missing\\Never.lnk", L"", 1, nullptr, nullptr);
 
-    const LinkContents contents = ReadLink(link);
-    EXPECT_EQ(contents.target, target);
-    EXPECT_EQ(contents.workingFolder, pictures);
+    EXPECT_EQ(ReadShellLink(link), target + L" | " + pictures);
     const std::string parsed = LnkInfoOf(link);
     EXPECT_NE(parsed.find("Local path\t\t\t: C:\\pxtest\\Pixvane 8 links\\Pixvn8.exe"), std::string::npos) << parsed;
     EXPECT_NE(parsed.find("Working directory\t\t: C:\\users\\Public\\Pictures"), std::string::npos) << parsed;

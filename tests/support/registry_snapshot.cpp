@@ -5,12 +5,12 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cwchar>
+#include <tuple>
 
 namespace {
 
 // Strings as text (with a mark when stored without their zero), numbers in
-// decimal, anything else in hex.
+// decimal, anything else by type and size.
 std::wstring DescribeData(DWORD type, const BYTE* data, DWORD bytes)
 {
     if (type == REG_SZ || type == REG_EXPAND_SZ) {
@@ -22,13 +22,7 @@ std::wstring DescribeData(DWORD type, const BYTE* data, DWORD bytes)
     if (type == REG_DWORD && bytes == sizeof(DWORD)) {
         return L"REG_DWORD:" + std::to_wstring(*reinterpret_cast<const DWORD*>(data));
     }
-    std::wstring text = L"type " + std::to_wstring(type) + L":";
-    for (DWORD i = 0; i < bytes; ++i) {
-        wchar_t hex[4] = {};
-        std::swprintf(hex, 4, L"%02x", data[i]);
-        text += hex;
-    }
-    return text;
+    return L"type " + std::to_wstring(type) + L", " + std::to_wstring(bytes) + L" bytes";
 }
 
 // Left out: nothing the installer or its removal touches lives there. The
@@ -95,14 +89,11 @@ RegistrySnapshot SnapshotRegistry()
 std::vector<std::wstring> RegistryChanges(const RegistrySnapshot& before, const RegistrySnapshot& after)
 {
     std::vector<std::wstring> changes;
-    for (const std::wstring& line : after) {
-        if (!before.count(line)) {
-            changes.push_back(L"+ " + line);
-        }
-    }
-    for (const std::wstring& line : before) {
-        if (!after.count(line)) {
-            changes.push_back(L"- " + line);
+    for (const auto& [from, to, mark] : {std::tuple(&before, &after, L"+ "), std::tuple(&after, &before, L"- ")}) {
+        for (const std::wstring& line : *to) {
+            if (!from->count(line)) {
+                changes.push_back(mark + line);
+            }
         }
     }
     return changes;
