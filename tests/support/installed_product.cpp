@@ -1,5 +1,7 @@
 #include "support/installed_product.h"
 
+#include "install/install_state.h"
+#include "install/registration.h"
 #include "support/test_env.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -19,6 +21,7 @@ constexpr wchar_t kSecondUserProfile[] = L"C:\\users\\pxother";
 constexpr wchar_t kFileExts[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\";
 constexpr wchar_t kUninstallKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8";
 constexpr wchar_t kProductProgId[] = L"Applications\\Pixvn8.exe";
+constexpr wchar_t kThumbnailProviderShellEx[] = L".pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
 
 // The extensions the product took over, and the program each had before.
 struct TakenAssociation {
@@ -117,24 +120,32 @@ public:
         }
     }
 
-    // The registry as registration, regsvr32 and the product's own runs leave it.
+    // The installer's own registration, on the system the layout names, then
+    // what the product writes for itself on its runs.
     void Register()
     {
-        for (const RegistryItem& item : m_product.registry) {
-            if (item.key.starts_with(L"CLSID") || item.key.find(L"ShellEx") != std::wstring::npos ||
-                item.key == kUninstallKey) {
-                continue;  // regsvr32's, and values only
-            }
-            const wchar_t* below = item.value ? L"" : item.key.ends_with(L"Quorvex") ? L"\\Pixvane 8\\Settings"
-                                                                                    : L"\\shell\\open\\command";
-            SetRegString(item.root, item.key + below, item.value ? item.value->c_str() : nullptr,
-                         L"\"" + m_folder + L"\\Pixvn8.exe\" \"%1\"");
+        const InstallState realState = g_installState;
+        const OSVERSIONINFOEXW realVersion = g_osVersion;
+        if (!m_product.layout.vistaOrLater) {
+            g_osVersion.dwMajorVersion = 5;
+            g_osVersion.dwMinorVersion = 1;
         }
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayName", L"Pixvane 8");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString", m_folder + L"\\PxvUnInst.exe");
+        g_installState.destinationFolder = m_folder;
+        g_installState.packageVersion = {8, 1, 5, 0};
+        RegisterProduct();
+        g_osVersion = realVersion;
+        g_installState = realState;
+        // regsvr32 is not waited for by registration; the handler must be in place.
+        WaitUntil([] { return RegKeyExists(HKEY_CLASSES_ROOT, kThumbnailProviderShellEx); }, 20000);
+        WaitForNoProcesses(L"regsvr32", L".exe", 20000);
+
+        for (const auto& [root, key] : {std::pair{HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings"},
+                                        {HKEY_CLASSES_ROOT, L"PV8.Document\\DefaultIcon"},
+                                        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
+                                        {HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"}}) {
+            SetRegString(root, key, nullptr, m_folder + L"\\Pixvn8.exe");
+        }
         SetRegString(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex", L"LastProduct", L"Pixvane 8");  // values only, above
-        RunToEnd(L"regsvr32.exe /s \"" + m_folder +
-                 (m_product.layout.vistaOrLater ? L"\\ThumbPvi32.dll\"" : L"\\ThumbPviXP32.dll\""));
     }
 
     // New systems: the product's "UserChoice"; old ones: the "Application"
@@ -276,7 +287,7 @@ void DescribeRegistry(InstalledProduct& product)
         {HKEY_CLASSES_ROOT, L"PV8.Document", std::nullopt},
         {HKEY_CLASSES_ROOT, L"Applications\\Pixvn8.exe", std::nullopt},
         {HKEY_CLASSES_ROOT, product.thumbnailHandlerClassKey, std::nullopt},
-        {HKEY_CLASSES_ROOT, L".pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}", std::nullopt},
+        {HKEY_CLASSES_ROOT, kThumbnailProviderShellEx, std::nullopt},
     };
 }
 
