@@ -2,7 +2,6 @@
 // what a real handler writes (its class under CLSID and the thumbnail
 // extension of ".pvi"); unregistering takes exactly that away again.
 #include <windows.h>
-#include <shlobj.h>
 
 #include <cstdio>
 
@@ -83,15 +82,16 @@ void RecordUnregistration()
 {
     wchar_t path[MAX_PATH] = {};
     wchar_t current[MAX_PATH] = {};
-    wchar_t records[MAX_PATH] = {};
+    wchar_t folder[MAX_PATH] = {};
     ::GetModuleFileNameW(g_module, path, MAX_PATH);
     ::GetCurrentDirectoryW(MAX_PATH, current);
-    if (FAILED(::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA | CSIDL_FLAG_CREATE, nullptr, 0, records))) {
+    // Beside the product double's records; no shell library, so that
+    // loading the handler stays as quick as before.
+    if (!::ExpandEnvironmentStringsW(L"%ProgramData%\\Pixvn8Double", folder, MAX_PATH)) {
         return;
     }
-    const std::wstring folder = std::wstring(records) + L"\\Pixvn8Double";
-    ::CreateDirectoryW(folder.c_str(), nullptr);
-    if (FILE* log = ::_wfopen((folder + L"\\calls.log").c_str(), L"at")) {
+    ::CreateDirectoryW(folder, nullptr);
+    if (FILE* log = ::_wfopen((std::wstring(folder) + L"\\calls.log").c_str(), L"at")) {
         std::fwprintf(log, L"unregister %ls in %ls\n", path, current);
         std::fclose(log);
     }

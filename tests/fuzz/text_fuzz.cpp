@@ -1,9 +1,11 @@
 // libFuzzer targets for the text logic that reads outside input: install-log
-// and package-list lines, the command line, paths, the shared instance list
-// and the WININIT block. One source, one target per FUZZ_* definition; each
+// and package-list lines, the command line, paths, the shared instance list,
+// the WININIT block, the installer's options and names, "HomePage.url". One source, one target per FUZZ_* definition; each
 // checks the properties the rest of the program relies on.
 #include "app/command_line_text.h"
 #include "app/instance_list_text.h"
+#include "install/closing_page_text.h"
+#include "install/install_text.h"
 #include "system/path_text.h"
 #include "uninstall/deferred_delete_text.h"
 #include "uninstall/install_log_text.h"
@@ -136,6 +138,45 @@ void FuzzWininitBlock(const uint8_t* data, size_t size)
     }
 }
 
+// The installer's options and folder arguments, version numbers, group names
+// and the group recovered from an earlier log, package-list copy bodies.
+void FuzzInstallText(const uint8_t* data, size_t size)
+{
+    const std::vector<std::wstring> lines = Split(Wide(data, size, true), L'\n');
+    ReadInstallOptions(lines, InstallOptions{});
+    for (const std::wstring& line : lines) {
+        const std::wstring folder = TrimFolderArgument(line);
+        Require(line.starts_with(folder));
+        const std::wstring group = CleanGroupName(line);
+        Require(group.empty() || (group.front() != L'\\' && group.back() != L'\\' && group.back() != L' '));
+        for (const std::wstring& made : GroupFolderChain(lines[0], group)) {
+            Require(made.starts_with(lines[0]));
+        }
+        FolderChain(line);
+        const CopyBody body = SplitCopyBody(line);
+        if (IsConfinedCopyBody(body)) {
+            Require(body.source.find(L':') == std::wstring::npos);
+        }
+        PatternTargetFolder(lines[0], body.source);
+        FolderBeforeProductExe(line, data[0] & 1);
+        NeedsWideCharacters(line);
+    }
+    GroupFromShellLinks(lines, lines[0], lines.size() > 1 ? lines[1] : L"");
+    if (size >= 8) {
+        VersionNumber(FileVersion{static_cast<unsigned>(data[0] | data[1] << 8), static_cast<unsigned>(data[2] | data[3] << 8),
+                                  static_cast<unsigned>(data[4] | data[5] << 8), static_cast<unsigned>(data[6] | data[7] << 8)});
+    }
+}
+
+// The closing page's query from "HomePage.url" as read (one byte a character).
+void FuzzClosingPage(const uint8_t* data, size_t size)
+{
+    const std::wstring text = Wide(data, size, false);
+    const std::wstring query = ClosingPageQuery(text);
+    Require(query.empty() || query.front() == L'?' || query.starts_with(L"Lang=") || query.starts_with(L"&Lang="));
+    Require(UnquoteTarget(text).size() <= text.size());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -150,6 +191,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FuzzInstanceList(data, size);
 #elif defined(FUZZ_WININIT_BLOCK)
     FuzzWininitBlock(data, size);
+#elif defined(FUZZ_INSTALL_TEXT)
+    FuzzInstallText(data, size);
+#elif defined(FUZZ_CLOSING_PAGE)
+    FuzzClosingPage(data, size);
 #endif
     return 0;
 }

@@ -68,7 +68,9 @@ void AddKeys(HKEY root, const std::wstring& name, MachineSnapshot& snapshot)
         if (::RegEnumKeyExW(key.Get(), i, subkey, &chars, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
             break;
         }
-        AddKeys(root, name + L"\\" + subkey, snapshot);
+        if (::lstrcmpiW((name + L"\\" + subkey).c_str(), L"Software\\Wine") != 0) {  // Wine's own passing state
+            AddKeys(root, name + L"\\" + subkey, snapshot);
+        }
     }
 }
 
