@@ -145,6 +145,11 @@ int main()
     const std::wstring current = PackagePath(L"setup.exe");
     SimulateRestart();
     ClearProductCallsLog();
+    // Windows has this key, which registration writes into and removal
+    // leaves; a fresh Wine prefix lacks it.
+    UniqueRegKey applications;
+    ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", 0, nullptr, 0, KEY_READ, nullptr,
+                      applications.Put(), nullptr);
     const MachineSnapshot before = TakeMachineSnapshot();
 
     Heading(L"The older package, 8.1.2.3, as its self-extracting package unpacks it");
@@ -178,7 +183,11 @@ int main()
         (FileExists(kProductFolder + L"\\PvCapHlp.dll") ? L"still there" : L"deleted (\"File Del: \")"));
     Say(L"   Pixvn8Man.chm says: " + Widen(ReadTextFile(kProductFolder + L"\\Pixvn8Man.chm")));
     Say(L"   Pixvn8Man.chm.new says: " + Widen(ReadTextFile(kProductFolder + L"\\Pixvn8Man.chm.new")));
-    Say(L"   waiting for the restart: " + PendingFileRenames());
+    std::wstring pending = PendingFileRenames();
+    for (auto& c : pending) {
+        c = c == L'\0' ? L'\n' : c;
+    }
+    Say(L"   waiting for the restart (pairs of source and target, an empty target deletes):\n" + pending);
 
     Heading(L"The help file is closed and Windows restarts (wineboot -r)");
     reader.Release();
