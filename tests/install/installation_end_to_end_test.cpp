@@ -175,6 +175,9 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
         log.replace(at, 8, "Programs\\Quorvex");
     }
     WriteTextFile(folder + L"\\PxvUnInst.log", log);
+    // It started with Windows for this user.
+    const std::wstring startupLink = GetSpecialFolderPath(CSIDL_STARTUP) + L"\\Pixvane 8.lnk";
+    WriteTextFile(startupLink, "a shortcut");
     WriteTextFile(folder + L"\\My notes.txt", "mine");
     WriteTextFile(folder + L"\\Languages\\Old.lg7", "left by version 7");
     ASSERT_TRUE(FileExists(folder + L"\\PvCapHlp.dll"));
@@ -187,7 +190,9 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
     const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
-    EXPECT_NE(ReadTextFile(folder + L"\\PxvUnInst.log").find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
+    const std::string installedLog = ReadTextFile(folder + L"\\PxvUnInst.log");
+    EXPECT_NE(installedLog.find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
+    EXPECT_NE(installedLog.find("Shell Link: " + Narrow(startupLink) + "\r\n"), std::string::npos);
     EXPECT_TRUE(FileExists(group + L"\\Pixvane 8.lnk"));
     EXPECT_FALSE(FolderExists(GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8"));
     EXPECT_TRUE(FileExists(folder + L"\\Pixvn8Man.chm.new"));
