@@ -107,6 +107,10 @@ INT_PTR CDialog::Dispatch(UINT message, WPARAM wParam, LPARAM)
     switch (message) {
     case WM_INITDIALOG:
         return OnInitDialog();
+    case WM_CLOSE:
+        // The close box is Cancel.
+        OnCancel();
+        return TRUE;
     case WM_COMMAND: {
         const int id = LOWORD(wParam);
         const int code = HIWORD(wParam);

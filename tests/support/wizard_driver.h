@@ -1,0 +1,58 @@
+// Drives the wizard of a running setup.exe from outside, the way a user's
+// clicks reach it: finds it by caption, reads its controls by id, presses
+// buttons with BN_CLICKED, types into edits, works the folder browser.
+#pragma once
+
+#include "support/test_env.h"
+
+#include <windows.h>
+
+#include <string>
+
+// Saves what the screen shows of window (with its frame) as a 24-bit .bmp.
+bool SaveWindowPicture(HWND window, const std::wstring& path);
+
+class WizardDriver {
+public:
+    // Starts the sample package's setup.exe (in the package folder, with
+    // arguments) and waits for the wizard; false when it did not come.
+    bool Start(const std::wstring& arguments = L"");
+    ChildProcess& Process() { return m_setup; }
+    HWND Window() const { return m_wizard; }
+
+    // "welcome", "agreement", "folder", "group", "ready" (also the
+    // installing and finished page: tell them by their texts), or "" when
+    // no page shows.
+    std::wstring PageName() const;
+    std::wstring Caption() const;
+    // A control of the frame (page false) or of the page on screen.
+    HWND Item(int id, bool page = true) const;
+    std::wstring Text(int id, bool page = true) const;
+    bool IsShown(int id, bool page = true) const;
+    bool IsEnabled(int id, bool page = true) const;
+    bool IsChecked(int id) const;
+
+    // Next, Back, Cancel (IDOK, 3, IDCANCEL), or a push button of the page;
+    // returns once the wizard has handled the click (or opened a box).
+    void Press(int id, bool page = false);
+    void Check(int id, bool checked);
+    // Selects one of the radio buttons firstId..lastId and clicks it.
+    void Choose(int id, int firstId, int lastId);
+    void Type(int id, const std::wstring& text);
+    // Presses Browse, types folder into the browser's edit box and presses
+    // its OK; false when no browser came.
+    bool BrowseTo(const std::wstring& folder);
+
+    // Waits until the wizard has handled everything sent to it so far.
+    void Sync() const;
+
+    // The process's dialog that is neither the wizard nor a message box
+    // (the folder browser), or null.
+    HWND OtherDialog() const;
+
+private:
+    HWND Page() const;
+
+    ChildProcess m_setup;
+    HWND m_wizard = nullptr;
+};
