@@ -146,19 +146,16 @@ bool WizardDriver::IsChecked(int id) const
 
 void WizardDriver::Sync() const
 {
-    // A message sent after a posted one is handled first; the second one
-    // comes back only once the posted one has been handled, or while a box
-    // it opened waits for an answer.
-    for (int i = 0; i < 2; ++i) {
-        DWORD_PTR ignored = 0;
-        ::SendMessageTimeoutW(m_wizard, WM_NULL, 0, 0, SMTO_NORMAL, 30000, &ignored);
-    }
+    // Sent messages are handled in order: this one comes back once the
+    // click before it has been handled, or while a box it opened waits.
+    DWORD_PTR ignored = 0;
+    ::SendMessageTimeoutW(m_wizard, WM_NULL, 0, 0, SMTO_NORMAL, 60000, &ignored);
 }
 
 void WizardDriver::Press(int id, bool page)
 {
     HWND target = page ? Page() : m_wizard;
-    ::PostMessageW(target, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(target, id)));
+    ::SendNotifyMessageW(target, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(target, id)));
     Sync();
 }
 
@@ -189,19 +186,40 @@ HWND WizardDriver::OtherDialog() const
 
 bool WizardDriver::BrowseTo(const std::wstring& folder)
 {
-    HWND page = Page();
-    ::PostMessageW(page, WM_COMMAND, MAKEWPARAM(1005, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(page, 1005)));
-    HWND browser = nullptr;
-    WaitUntil([&] { return (browser = OtherDialog()) != nullptr; }, 10000);
-    std::vector<HWND> edits;
-    ::EnumChildWindows(browser, CollectEdits, reinterpret_cast<LPARAM>(&edits));
-    if (edits.empty()) {
-        return false;
+    // A browser that misses the selection is closed and opened again: under
+    // Wine the first one of a process may not find folders below the top.
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        HWND page = Page();
+        ::SendNotifyMessageW(page, WM_COMMAND, MAKEWPARAM(1005, BN_CLICKED),
+                             reinterpret_cast<LPARAM>(::GetDlgItem(page, 1005)));
+        HWND browser = nullptr;
+        WaitUntil([&] { return (browser = OtherDialog()) != nullptr; }, 10000);
+        std::vector<HWND> edits;
+        ::EnumChildWindows(browser, CollectEdits, reinterpret_cast<LPARAM>(&edits));
+        if (edits.empty()) {
+            return false;
+        }
+        // The browser shows itself before it has selected the destination;
+        // a selection made earlier would be overridden.
+        WaitUntil([&] { return !WindowText(edits.front()).empty(); }, 5000);
+        const int button = SelectInBrowser(browser, edits.front(), folder) ? IDOK : IDCANCEL;
+        ::SendNotifyMessageW(browser, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
+                             reinterpret_cast<LPARAM>(::GetDlgItem(browser, button)));
+        Sync();
+        if (button == IDOK) {
+            return true;
+        }
     }
+    return false;
+}
+
+bool WizardDriver::SelectInBrowser(HWND browser, HWND edit, const std::wstring& folder) const
+{
     // Typed as a user would. Wine's browser does not read its edit box back,
     // so the folder is also selected through the browser's own message,
-    // with the path placed in setup's memory where the browser reads it.
-    ::SendMessageW(edits.front(), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(folder.c_str()));
+    // with the path placed in setup's memory where the browser reads it. A
+    // selection shows its name in the edit box.
+    ::SendMessageW(edit, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(folder.c_str()));
     const SIZE_T bytes = (folder.size() + 1) * sizeof(wchar_t);
     void* remote = ::VirtualAllocEx(m_setup.Handle(), nullptr, bytes, MEM_COMMIT, PAGE_READWRITE);
     if (!remote || !::WriteProcessMemory(m_setup.Handle(), remote, folder.c_str(), bytes, nullptr)) {
@@ -209,10 +227,7 @@ bool WizardDriver::BrowseTo(const std::wstring& folder)
     }
     ::SendMessageW(browser, BFFM_SETSELECTIONW, TRUE, reinterpret_cast<LPARAM>(remote));
     ::VirtualFreeEx(m_setup.Handle(), remote, 0, MEM_RELEASE);
-    ::PostMessageW(browser, WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED),
-                   reinterpret_cast<LPARAM>(::GetDlgItem(browser, IDOK)));
-    Sync();
-    return true;
+    return WindowText(edit) != folder;
 }
 
 bool SaveWindowPicture(HWND window, const std::wstring& path)

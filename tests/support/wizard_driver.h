@@ -52,6 +52,7 @@ public:
 
 private:
     HWND Page() const;
+    bool SelectInBrowser(HWND browser, HWND edit, const std::wstring& folder) const;
 
     ChildProcess m_setup;
     HWND m_wizard = nullptr;

@@ -7,13 +7,16 @@
 #include "support/wizard_driver.h"
 #include "system/services.h"
 #include "ui/resource.h"
+#include "ui/uninst_offer_dlg.h"
 
 #include <gtest/gtest.h>
 #include <shlobj.h>
+#include <richedit.h>
 #include <tlhelp32.h>
 
 #include <ctime>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -61,16 +64,22 @@ void ExpectPageBesidePicture(const WizardDriver& wizard)
     EXPECT_EQ(page.top, picture.top);
 }
 
-// Ready page to finished page to the end of the run; the exit code.
-int InstallAndFinish(WizardDriver& wizard, bool runAfter = false)
+// Next on the ready page: the installation runs and the finished page shows.
+void InstallFromReadyPage(WizardDriver& wizard)
 {
-    EXPECT_EQ(wizard.PageName(), L"ready");
+    ASSERT_EQ(wizard.PageName(), L"ready");
     wizard.Press(IDOK);
     EXPECT_EQ(wizard.Text(IDOK, false), L"&Finish >");
+    EXPECT_TRUE(wizard.IsEnabled(IDOK, false));
     EXPECT_FALSE(wizard.IsEnabled(IDCANCEL, false));
     EXPECT_FALSE(wizard.IsEnabled(IDC_BACK, false));
     EXPECT_EQ(wizard.Text(IDC_START_HEADING), L"Pixvane 8.01.05 has been successfully installed.");
     ExpectPageBesidePicture(wizard);
+}
+
+// Finish, with the finish check box as runAfter says; the exit code.
+int Finish(WizardDriver& wizard, bool runAfter = false)
+{
     wizard.Check(IDC_START_FINISH_CHECK, runAfter);
     wizard.Press(IDOK);
     return wizard.Process().Wait(kExitWaitMs);
@@ -79,6 +88,34 @@ int InstallAndFinish(WizardDriver& wizard, bool runAfter = false)
 std::wstring Shortcut(int csidl, const std::wstring& group = L"")
 {
     return GetSpecialFolderPath(csidl) + (group.empty() ? L"" : L"\\" + group) + L"\\Pixvane 8.lnk";
+}
+
+bool HasVisibleWindow(DWORD processId)
+{
+    struct Search {
+        DWORD processId;
+        bool found;
+    } search{processId, false};
+    ::EnumWindows(
+        [](HWND window, LPARAM param) {
+            auto* search = reinterpret_cast<Search*>(param);
+            DWORD owner = 0;
+            ::GetWindowThreadProcessId(window, &owner);
+            search->found = search->found || (owner == search->processId && ::IsWindowVisible(window));
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+size_t RegistrationRuns()
+{
+    const std::wstring calls = ProductCallsLog();
+    size_t runs = 0;
+    for (size_t at = calls.find(L"regonly"); at != std::wstring::npos; at = calls.find(L"regonly", at + 1)) {
+        ++runs;
+    }
+    return runs;
 }
 
 // The comctl32 that a process loaded: the version 6 one lives in the side-by-side store.
@@ -150,4 +187,198 @@ TEST(WizardFlow, ButtonsFollowThePageAndCancelOrDecliningEndsWith1602)
     ::PostMessageW(closed.Window(), WM_CLOSE, 0, 0);
     EXPECT_EQ(Answer(closed, IDYES), Message(IDS_CONFIRM_CANCEL));
     EXPECT_EQ(closed.Process().Wait(kExitWaitMs), 1602);
+}
+
+TEST(WizardFlow, PortableSkipsTheGroupPageBothWaysAndWantsAFolderFirst)
+{
+    RemoveTree(L"C:\\Pixvane 8");
+    WizardDriver wizard;
+    StartAtFolderPage(wizard);
+    wizard.Choose(IDC_KIND_PORTABLE, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"");
+    EXPECT_EQ(wizard.Text(IDC_FOLDER_HINT), Message(IDS_PORTABLE_BROWSE_HINT));
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), Message(IDS_PORTABLE_BROWSE_FIRST));
+    EXPECT_EQ(wizard.PageName(), L"folder");
+
+    // A drive root takes the product folder without a second backslash.
+    ASSERT_TRUE(wizard.BrowseTo(L"C:\\"));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"C:\\Pixvane 8");
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.PageName(), L"ready");
+    wizard.Press(IDC_BACK);
+    EXPECT_EQ(wizard.PageName(), L"folder");
+    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_PORTABLE));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"C:\\Pixvane 8");
+    wizard.Press(IDOK);
+
+    InstallFromReadyPage(wizard);
+    EXPECT_TRUE(wizard.IsShown(IDC_START_INSTALLING));
+    EXPECT_EQ(wizard.Text(IDC_START_INSTALLING), L"To run portable Pixvane, double-click 'StartPV8' icon located at:\nC:");
+    EXPECT_FALSE(wizard.IsShown(IDC_START_FINISH_CHECK));
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(FileExists(L"C:\\Pixvane 8\\Pixvn8.exe"));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_PROGRAMS, L"Pixvane 8")));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_DESKTOPDIRECTORY)));
+    RemoveTree(L"C:\\Pixvane 8");
+}
+
+TEST(WizardFlow, TheGroupPageChecksItsNameOnBackTooAndChoicesSurviveBackAndNext)
+{
+    RemoveTree(kDefaultFolder);
+    WizardDriver wizard;
+    StartAtFolderPage(wizard);
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), kDefaultFolder);
+    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_ALL_USERS));
+    wizard.Press(IDOK);
+    ASSERT_EQ(wizard.PageName(), L"group");
+    EXPECT_EQ(wizard.Text(IDC_GROUP_NAME), L"Pixvane 8");
+
+    // Back asks the page too, and a refusal leaves the index lowered.
+    wizard.Type(IDC_GROUP_NAME, L"x");
+    wizard.Press(IDC_BACK);
+    EXPECT_EQ(Answer(wizard, IDOK), Message(IDS_GROUP_TOO_SHORT));
+    EXPECT_EQ(wizard.PageName(), L"group");
+    wizard.Type(IDC_GROUP_NAME, L"  ab \t");
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), Message(IDS_GROUP_TOO_SHORT));
+    wizard.Type(IDC_GROUP_NAME, L"STARTUP");
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), Message(IDS_GROUP_UNUSABLE));
+    wizard.Type(IDC_GROUP_NAME, L" Abc ");
+    wizard.Check(IDC_GROUP_AUTOSTART, true);
+    wizard.Check(IDC_GROUP_DESKTOP_ICON, false);
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.PageName(), L"folder");
+
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.Text(IDC_GROUP_NAME), L"Abc");
+    EXPECT_TRUE(wizard.IsChecked(IDC_GROUP_AUTOSTART));
+    EXPECT_FALSE(wizard.IsChecked(IDC_GROUP_DESKTOP_ICON));
+    wizard.Press(IDOK);
+    wizard.Press(IDC_BACK);
+    EXPECT_EQ(wizard.Text(IDC_GROUP_NAME), L"Abc");
+    wizard.Press(IDOK);
+
+    InstallFromReadyPage(wizard);
+    EXPECT_FALSE(wizard.IsShown(IDC_START_INSTALLING));
+    EXPECT_TRUE(wizard.IsShown(IDC_START_FINISH_CHECK));
+    EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Run Pixvane");
+    EXPECT_FALSE(wizard.IsChecked(IDC_START_FINISH_CHECK));
+    EXPECT_EQ(wizard.Text(IDC_START_DETAIL), Message(IDS_PRESS_FINISH));
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(FileExists(std::wstring(kDefaultFolder) + L"\\Pixvn8.exe"));
+    EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"B");
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_PROGRAMS, L"Abc")));
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_STARTUP)));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_DESKTOPDIRECTORY)));
+    ::DeleteFileW(Shortcut(CSIDL_COMMON_STARTUP).c_str());
+}
+
+TEST(FolderPage, BrowseAddsTheProductFolderOnlyToAFolderInUseAndShunsAnOlderVersion)
+{
+    const std::wstring empty = MakeScratchFolder(L"wizard-empty");
+    const std::wstring used = MakeScratchFolder(L"wizard-used");
+    WriteTextFile(used + L"\\notes.txt", "mine");
+    const std::wstring older = MakeScratchFolder(L"wizard-pv6");
+    WriteTextFile(older + L"\\Pixvn6.exe", "MZ");
+    WizardDriver wizard;
+    StartAtFolderPage(wizard);
+
+    ASSERT_TRUE(wizard.BrowseTo(empty));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
+    EXPECT_FALSE(FolderExists(empty));  // the installation makes it again
+    ASSERT_TRUE(wizard.BrowseTo(older));
+    EXPECT_EQ(Answer(wizard, IDOK), Message(IDS_OLDER_VERSION_FOLDER));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
+    ASSERT_TRUE(wizard.BrowseTo(used));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), used + L"\\Pixvane 8");
+
+    wizard.Choose(IDC_KIND_CURRENT_USER, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
+    wizard.Press(IDOK);
+    wizard.Press(IDC_BACK);
+    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_CURRENT_USER));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), used + L"\\Pixvane 8");
+    wizard.Press(IDOK);
+    wizard.Press(IDOK);
+    InstallFromReadyPage(wizard);
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(FileExists(used + L"\\Pixvane 8\\Pixvn8.exe"));
+    EXPECT_EQ(ReadTextFile(used + L"\\notes.txt"), "mine");
+    EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"A");
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_PROGRAMS, L"Pixvane 8")));
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_DESKTOPDIRECTORY)));
+}
+
+TEST(FinishedPage, AFileInUseOffersTheRestartAfterTheFolderPageNamedTheEarlierCopy)
+{
+    const std::wstring folder = MakeScratchFolder(L"wizard-busy");
+    ::CopyFileW(BuildPath(L"sample-versions\\8.1.2.3\\Pixvn8.exe").c_str(), (folder + L"\\Pixvn8.exe").c_str(), FALSE);
+    ::CopyFileW(PackagePath(L"pvcodec8.dll").c_str(), (folder + L"\\pvcodec8.dll").c_str(), FALSE);
+    FileHolder holder;
+    ASSERT_TRUE(holder.Hold(folder + L"\\pvcodec8.dll"));
+    WizardDriver wizard;
+    StartAtFolderPage(wizard, L"-instdir " + folder);
+    EXPECT_EQ(wizard.Text(IDC_FOLDER_HINT), Message(IDS_PREVIOUS_COPY_IN_FOLDER));
+    wizard.Press(IDOK);
+    wizard.Press(IDOK);
+
+    InstallFromReadyPage(wizard);
+    EXPECT_EQ(wizard.Text(IDC_START_DETAIL), Message(IDS_RESTART_NEEDED));
+    EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Restart the computer when I click \"Finish\"");
+    EXPECT_TRUE(wizard.IsChecked(IDC_START_FINISH_CHECK));
+    // Left checked, Finish would restart this test's own session.
+    EXPECT_EQ(Finish(wizard, false), 3010);
+}
+
+TEST(FinishedPage, SilentRunsShowNothingButSconfShowsTheFinishedPageAndInstallsOnce)
+{
+    ForgetEarlierInstallations();
+    ClearProductCallsLog();
+    ChildProcess silent;
+    ASSERT_TRUE(silent.Start(L"\"" + PackagePath(L"setup.exe") + L"\" -s", BuildPath(L"package").c_str()));
+    bool windowSeen = false;
+    WaitUntil([&] { return (windowSeen = HasVisibleWindow(silent.Id())) || !silent.IsRunning(); }, kExitWaitMs);
+    EXPECT_FALSE(windowSeen);
+    EXPECT_EQ(silent.Wait(kExitWaitMs), 0);
+
+    WizardDriver wizard;
+    ASSERT_TRUE(wizard.Start(L"-sconf"));
+    EXPECT_EQ(wizard.PageName(), L"ready");
+    EXPECT_EQ(wizard.Text(IDC_START_HEADING), L"Pixvane 8.01.05 has been successfully installed.");
+    EXPECT_FALSE(wizard.IsEnabled(IDCANCEL, false));
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(WaitUntil([] { return RegistrationRuns() >= 2; }, 10000));
+    ::Sleep(500);
+    EXPECT_EQ(RegistrationRuns(), 2u) << ProductCallsLog();
+}
+
+TEST(UninstOffer, ShowsItsOfferAsRichTextAndDeclinesWithUninstallAnyway)
+{
+    INT_PTR result = 0;
+    std::thread dialog([&] {
+        CUninstOfferDlg offer;
+        result = offer.DoModal(nullptr);
+    });
+    HWND window = nullptr;
+    WaitUntil([&] { return (window = ::FindWindowW(L"#32770", L"Pixvane 8 Uninstall - Free License Offer")) != nullptr; },
+              10000);
+    ASSERT_NE(window, nullptr);
+    HWND text = ::GetDlgItem(window, IDC_OFFER_TEXT);
+    wchar_t shown[2048] = {};
+    ::GetWindowTextW(text, shown, 2048);
+    const std::wstring offer = shown;
+    EXPECT_EQ(offer.find(L"\\rtf"), std::wstring::npos);
+    EXPECT_EQ(offer.substr(0, 33), L"Before you uninstall Pixvane 8...");
+    EXPECT_NE(offer.find(L"Uninstall anyway to remove Pixvane 8 now."), std::wstring::npos) << offer;
+    // The heading is blue and bold.
+    CHARFORMAT2W format = {};
+    format.cbSize = sizeof format;
+    ::SendMessageW(text, EM_SETSEL, 0, 5);
+    ::SendMessageW(text, EM_GETCHARFORMAT, SCF_SELECTION, reinterpret_cast<LPARAM>(&format));
+    EXPECT_EQ(format.crTextColor, RGB(0, 0, 255));
+    EXPECT_TRUE(format.dwEffects & CFE_BOLD);
+    ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    dialog.join();
+    EXPECT_EQ(result, IDCANCEL);
 }
