@@ -52,6 +52,7 @@ BOOL CSetupApp::InitInstance()
     }
 
     if (!CloseOtherInstances(mode, args)) {
+        ExitCode = kExitUserDeclined;
         return TRUE;
     }
 

@@ -1,11 +1,255 @@
 #include "install/installation.h"
 
+#include "app/globals.h"
+#include "app/setup_app.h"
+#include "install/deployment.h"
+#include "install/install_log_writer.h"
+#include "install/install_state.h"
+#include "install/install_text.h"
+#include "install/registration.h"
+#include "install/shortcuts.h"
+#include "install/version_checks.h"
+#include "licence/licence.h"
+#include "system/handles.h"
+#include "system/path_text.h"
+#include "system/services.h"
+#include "ui/message_box.h"
+#include "ui/resource.h"
+#include "ui/setup_dlg.h"
+#include "uninstall/deferred_delete.h"
+#include "uninstall/install_log_text.h"
+#include "uninstall/log_removal.h"
+
+#include <shellapi.h>
+#include <shlobj.h>
+
+ExitWindowsExFn g_pfnExitWindowsEx = ::ExitWindowsEx;
+
+namespace {
+
+std::wstring ProductExePath()
+{
+    return g_installState.destinationFolder + L"\\" + kProductExe;
+}
+
+std::wstring InstalledLogPath()
+{
+    return g_installState.destinationFolder + L"\\" + kInstallLogName;
+}
+
+std::wstring OwnFolder()
+{
+    wchar_t path[kPathChars] = {};
+    ::GetModuleFileNameW(nullptr, path, static_cast<DWORD>(kPathChars));
+    const std::wstring own = path;
+    const size_t last = own.rfind(L'\\');
+    return last == std::wstring::npos ? std::wstring() : own.substr(0, last);
+}
+
+bool IsDamagedPackage()
+{
+    const InstallState& state = g_installState;
+    return state.packageVersion.major == 0 ||
+           ::GetFileAttributesW((state.sourceFolder + L"\\" + kInstallLogName).c_str()) == INVALID_FILE_ATTRIBUTES;
+}
+
+// Only an interactive run says so and sends the user to the maker's site.
+void ReportDamagedPackage()
+{
+    if (SilentLevel != 0) {
+        return;
+    }
+    ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
+    ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
+}
+
+void RemoveEarlierInstallation()
+{
+    const InstallState& state = g_installState;
+    for (const wchar_t* logName : kInstallLogNames) {
+        const std::wstring log = state.destinationFolder + L"\\" + logName;
+        RemoveLoggedLinksAndFolders(log);
+        RemoveLoggedFiles(log, state.destinationFolder, nullptr);
+    }
+    RemoveLoggedFiles(state.sourceFolder + L"\\" + kInstallLogName, state.destinationFolder, kFileDelPrefix);
+}
+
+// The Start-menu group, made level by level; its path, logged even when it
+// was already there.
+std::wstring MakeGroupFolder(const std::wstring& programsFolder)
+{
+    const std::vector<std::wstring> chain = GroupFolderChain(programsFolder, CleanGroupName(g_installState.groupName));
+    for (const auto& folder : chain) {
+        ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine
+    }
+    AppendToInstalledLog(kMadeDirPrefix, chain.back());
+    return chain.back();
+}
+
+void MakeShortcuts()
+{
+    InstallState& state = g_installState;
+    std::wstring programs;
+    if (state.kind == AllUsers) {
+        programs = GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS);
+        if (programs.size() < 4) {
+            state.kind = CurrentUser;
+        }
+    }
+    if (state.kind == CurrentUser) {
+        programs = GetSpecialFolderPath(CSIDL_PROGRAMS);
+    }
+    const bool allUsers = state.kind == AllUsers;
+    const std::wstring product = ProductExePath();
+    const std::wstring pictures = GetSpecialFolderPath(CSIDL_MYPICTURES);
+    const std::wstring productLink = LoadResString(IDS_PRODUCT_NAME) + L".lnk";
+
+    const std::wstring group = MakeGroupFolder(programs);
+    if (::GetFileAttributesW(group.c_str()) != INVALID_FILE_ATTRIBUTES) {
+        CreateShortcut(product, group + L"\\" + productLink, L"", SW_SHOWNORMAL, nullptr, pictures.c_str());
+        CreateShortcut(state.destinationFolder + L"\\Pixvn8Man.chm",
+                       group + L"\\" + LoadResString(IDS_SHORTCUT_HELP) + L".lnk", L"", SW_SHOWNORMAL, nullptr,
+                       nullptr);
+    }
+    if (state.desktopIcon) {
+        const std::wstring desktop = GetSpecialFolderPath(allUsers ? CSIDL_COMMON_DESKTOPDIRECTORY : CSIDL_DESKTOP);
+        CreateShortcut(product, desktop + L"\\" + productLink, L"", SW_SHOWNORMAL, nullptr, pictures.c_str());
+    }
+    if (state.autostart) {
+        const std::wstring startup = GetSpecialFolderPath(allUsers ? CSIDL_COMMON_STARTUP : CSIDL_STARTUP);
+        CreateShortcut(product, startup + L"\\" + productLink, L"", SW_SHOWNORMAL, nullptr, pictures.c_str());
+    }
+}
+
+// A file taken from beside the package; logged so that removal takes it too.
+bool CopyFromPackageFolder(const std::wstring& name)
+{
+    const InstallState& state = g_installState;
+    if (!CopyOneFile(name, state.packageFolder, state.destinationFolder, nullptr)) {
+        return false;
+    }
+    if (!NeedsWideCharacters(name)) {
+        AppendLineToFile(InstalledLogPath().c_str(), MakeLogLine(kFileCopyPrefix, name).c_str());
+    }
+    return true;
+}
+
+}  // namespace
+
 int RunInstallation()
 {
-    // The installation itself is not built yet: install mode ends here.
-    return kExitInstalled;
+    InstallState& state = g_installState;
+    const std::vector<std::wstring> args = CSetupApp::CommandLineArguments();
+
+    state.destinationFolder = FindEarlierInstallFolder();
+    state.sourceFolder = OwnFolder();
+    state.packageFolder = PackageFolder;
+
+    InstallOptions options;
+    options.kind = state.kind;
+    options.runAfter = state.runAfter;
+    options.autostart = state.autostart;
+    options.desktopIcon = state.desktopIcon;
+    options = ReadInstallOptions(args, options);
+    state.kind = options.kind;
+    state.runAfter = options.runAfter;
+    state.autostart = options.autostart;
+    state.desktopIcon = options.desktopIcon;
+    if (!options.folder.empty()) {
+        state.destinationFolder = options.folder;
+    }
+
+    if (state.destinationFolder.empty()) {
+        state.destinationFolder = DefaultProgramsFolder() + L"\\" + kProductFolderName;
+        state.freshInstall = true;
+    }
+    state.groupName = kProductName;
+
+    if (!state.freshInstall) {
+        if (!CheckVersions()) {
+            return kExitUserDeclined;
+        }
+        RecoverEarlierChoices();
+    } else {
+        state.packageVersion = ReadFileVersion(state.sourceFolder + L"\\" + kProductExe);
+    }
+
+    if (IsDamagedPackage()) {
+        ReportDamagedPackage();
+        return kExitDamagedPackage;
+    }
+
+    if (SilentLevel == 0) {
+        if (RunSetupWizard(-1) != IDOK) {
+            return kExitUserDeclined;
+        }
+    } else {
+        if (state.freshInstall) {
+            state.kind = AllUsers;
+        }
+        PerformInstall();
+        if (SilentLevel == 2) {
+            RunSetupWizard(kWizardFinishedOnly);  // the last page only says it is done
+        }
+    }
+    return FinishInstallation();
 }
 
 void PerformInstall()
 {
+    InstallState& state = g_installState;
+    const std::wstring packageList = state.sourceFolder + L"\\" + kInstallLogName;
+    if (!state.freshInstall) {
+        RemoveEarlierInstallation();
+    }
+    DeployPackage(packageList);
+    CopyMatchingFiles(kInstallLogName, state.sourceFolder, state.destinationFolder);
+    // The list's own last line may lack its line break.
+    AppendLineToFile(InstalledLogPath().c_str(), L"");
+
+    if (state.kind != Portable) {
+        MakeShortcuts();
+        RegisterProduct();
+    }
+
+    if (!state.packageFolder.empty()) {
+        state.settingsSupplied = CopyFromPackageFolder(L"Pixvn8.ini");
+        CopyFromPackageFolder(L"Pixvn8.reg");
+        for (const auto& licence : LicenceFilesIn(state.packageFolder)) {
+            CopyFromPackageFolder(licence);
+        }
+    }
+
+    if (state.kind != Portable) {
+        const std::wstring command = L"\"" + ProductExePath() + L"\" -regonly";
+        RunAndWait(command.c_str(), nullptr, 0);
+    }
+}
+
+int FinishInstallation()
+{
+    const InstallState& state = g_installState;
+    ::SetCurrentDirectoryW(state.destinationFolder.c_str());  // only a convenience for what is started next
+    bool restartStarted = false;
+    if (state.runAfter) {
+        if (!g_restartPending) {
+            RunAndWait(ProductExePath().c_str(), nullptr, 0);
+        } else {
+            UniqueHandle token;
+            if (g_pfnOpenProcessToken &&
+                g_pfnOpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.Put())) {
+                SetTokenPrivilege(token.Get(), SE_SHUTDOWN_NAME, true);
+            }
+            token.Reset();
+            // A refused restart is not reported: the replacement then waits for the next one.
+            restartStarted = g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason) != FALSE;
+        }
+    }
+    if (::GetFileAttributesW(ProductExePath().c_str()) == INVALID_FILE_ATTRIBUTES) {
+        return kExitInstallFailed;
+    }
+    if (restartStarted) {
+        return kExitRestartStarted;
+    }
+    return g_restartPending ? kExitRestartNeeded : kExitInstalled;
 }

@@ -3,6 +3,8 @@
 // end starts the product or restarts the computer.
 #pragma once
 
+#include <windows.h>
+
 // Exit codes, as the tools that deploy software read them.
 constexpr int kExitInstalled = 0;          // installed
 constexpr int kExitDamagedPackage = 1;     // the package is damaged; nothing was done
@@ -17,3 +19,16 @@ int RunInstallation();
 // Every installation step, in order, on the installation state: used by
 // RunInstallation when unattended and by the wizard's installing page.
 void PerformInstall();
+
+// The end of a run: the destination becomes the current folder, then, with
+// the run-after flag, the product is started, or the computer restarted when
+// a replacement waits for it. Returns the run's exit code.
+int FinishInstallation();
+
+// The system's restart, called through this pointer so that a test can see
+// the request without restarting the machine it runs on.
+using ExitWindowsExFn = BOOL(WINAPI*)(UINT, DWORD);
+extern ExitWindowsExFn g_pfnExitWindowsEx;
+
+// The reason given for the restart: planned, application, installation.
+constexpr DWORD kRestartReason = 0x80040002;

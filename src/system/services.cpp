@@ -32,7 +32,15 @@ Fn LookUp(HMODULE module, const char* name)
 struct StaticStart {
     StaticStart()
     {
-        g_pfnIsWow64Process = LookUp<IsWow64ProcessFn>(::GetModuleHandleW(L"kernel32"), "IsWow64Process");
+        // Before anything is loaded: libraries come from System32 only, so a
+        // bare-name load asks whether the system supplies a library and never
+        // picks up a copy beside setup.exe (the package's own, or a planted one).
+        using SetDefaultDllDirectoriesFn = BOOL(WINAPI*)(DWORD);
+        HMODULE kernel = ::GetModuleHandleW(L"kernel32");
+        if (auto limitSearch = LookUp<SetDefaultDllDirectoriesFn>(kernel, "SetDefaultDllDirectories")) {
+            limitSearch(LOAD_LIBRARY_SEARCH_SYSTEM32);
+        }
+        g_pfnIsWow64Process = LookUp<IsWow64ProcessFn>(kernel, "IsWow64Process");
         HMODULE advapi = ::GetModuleHandleA("Advapi32.dll");
         g_pfnAdjustTokenPrivileges = LookUp<AdjustTokenPrivilegesFn>(advapi, "AdjustTokenPrivileges");
         g_pfnLookupPrivilegeValueW = LookUp<LookupPrivilegeValueWFn>(advapi, "LookupPrivilegeValueW");

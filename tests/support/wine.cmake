@@ -27,7 +27,7 @@ function(add_wine_tests name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE test_support setup_resources GTest::gtest_main)
   setup_windows_program(${name})
-  add_dependencies(${name} sample_package)
+  add_dependencies(${name} sample_package sample_package_8123 sample_sfx)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 120 TEST_PREFIX "${name}."
     PROPERTIES FIXTURES_REQUIRED WinePrefix TIMEOUT 180)
 endfunction()

@@ -1,0 +1,189 @@
+#include "install/deployment.h"
+
+#include "install/install_state.h"
+#include "install/install_text.h"
+#include "system/handles.h"
+#include "system/path_text.h"
+#include "system/services.h"
+#include "uninstall/deferred_delete.h"
+#include "uninstall/install_log.h"
+
+#include <windows.h>
+
+#include <string_view>
+
+namespace {
+
+bool PathExists(const std::wstring& path)
+{
+    return ::GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::wstring WithSeparator(const std::wstring& folder)
+{
+    if (!folder.empty() && (folder.back() == L'\\' || folder.back() == L'/')) {
+        return folder;
+    }
+    return folder + L'\\';
+}
+
+// The folder that "File Copy prt: " files go to: beside the product folder.
+std::wstring ParentOfDestination(std::wstring destination)
+{
+    if (!destination.empty() && destination.back() == L'\\') {
+        destination.pop_back();
+    }
+    const size_t last = destination.rfind(L'\\');
+    return last == std::wstring::npos ? std::wstring() : destination.substr(0, last);
+}
+
+void CopyBodyInto(const CopyBody& body, const std::wstring& targetBase)
+{
+    // A name reaching outside its base is never ours to write.
+    if (!IsConfinedCopyBody(body)) {
+        return;
+    }
+    const std::wstring& source = g_installState.sourceFolder;
+    if (body.target) {
+        CopyOneFile(body.source, source, targetBase, body.target->c_str());  // result unused: the list goes on
+    } else {
+        CopyMatchingFiles(body.source, source, targetBase);
+    }
+}
+
+// Whether the system itself supplies the library: library search is limited
+// to System32 at start-up, so neither the package's copy nor one already in
+// the product folder can answer for it.
+bool SystemSuppliesLibrary(const std::wstring& name, const std::wstring& destination)
+{
+    const std::wstring installed = JoinPath(destination, name);
+    const std::wstring parked = installed + L".toinst";
+    ::MoveFileW(installed.c_str(), parked.c_str());  // nothing there is the usual case
+    UniqueModule module(::LoadLibraryW(name.c_str()));
+    ::MoveFileW(parked.c_str(), installed.c_str());
+    return module.IsValid();
+}
+
+void DeployLine(std::wstring_view line, bool wow64)
+{
+    const InstallState& state = g_installState;
+    const std::wstring& destination = state.destinationFolder;
+    const bool portable = state.kind == Portable;
+    std::wstring_view body;
+    if (MatchLogPrefix(line, kFileCopyPrefix, body)) {
+        CopyBodyInto(SplitCopyBody(body), destination);
+    } else if (MatchLogPrefix(line, kFileCopyX64Prefix, body)) {
+        // The 32-bit emulation test, not Windows' own bitness: a 64-bit setup
+        // takes these only for a portable installation.
+        if (wow64 || portable) {
+            CopyBodyInto(SplitCopyBody(body), destination);
+        }
+    } else if (MatchLogPrefix(line, kFileCopyPrtPrefix, body)) {
+        if (portable) {
+            CopyBodyInto(SplitCopyBody(body), ParentOfDestination(destination));
+        }
+    } else if (MatchLogPrefix(line, kFileCopyIndPrefix, body)) {
+        const CopyBody copy = SplitCopyBody(body);
+        if (!IsConfinedCopyBody(copy)) {
+            return;
+        }
+        if (portable || !SystemSuppliesLibrary(copy.source, destination)) {
+            CopyBodyInto(copy, destination);
+        }
+    } else if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
+        if (IsConfinedRelativeName(body)) {
+            // Only the last level; an existing folder is as good as a new one.
+            ::CreateDirectoryW((destination + L"\\" + std::wstring(body)).c_str(), nullptr);
+        }
+    }
+}
+
+}  // namespace
+
+void DeployPackage(const std::wstring& listPath)
+{
+    InstallLogReader list(listPath);
+    if (!list.IsOpen()) {
+        return;
+    }
+    const bool wow64 = IsWow64();
+    std::wstring line;
+    while (list.ReadLine(line)) {
+        DeployLine(line, wow64);
+    }
+}
+
+int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const std::wstring& toFolder,
+                const wchar_t* newName)
+{
+    const std::wstring from = WithSeparator(fromFolder);
+    const std::wstring to = WithSeparator(toFolder);
+    const bool sameFolder = EqualsNoCase(from, to);
+    if (sameFolder && !newName) {
+        return 1;
+    }
+    const std::wstring source = from + name;
+    if (!PathExists(source)) {
+        return 0;
+    }
+    const std::wstring target = to + (newName ? std::wstring(newName) : name);
+
+    if (sameFolder && PathExists(target) && !::DeleteFileW(target.c_str())) {
+        return 1;
+    }
+    const DWORD attributes = ::GetFileAttributesW(target.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+        // Failure shows in the deletion that follows.
+        ::SetFileAttributesW(target.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+        if (!::DeleteFileW(target.c_str())) {
+            // In use: move it aside for the restart to delete, or else leave
+            // the new copy beside it for the restart to put in its place.
+            std::wstring old = target + L".old";
+            if (PathExists(old) && !::DeleteFileW(old.c_str())) {
+                DeleteAtRestart(old.c_str());
+                old += L'2';
+                ::DeleteFileW(old.c_str());  // a stale ".old2" may be gone already
+            }
+            if (::MoveFileW(target.c_str(), old.c_str())) {
+                DeleteAtRestart(old.c_str());
+            } else {
+                DeleteAtRestart(target.c_str());
+                const std::wstring fresh = target + L".new";
+                ::DeleteFileW(fresh.c_str());
+                if (::CopyFileW(source.c_str(), fresh.c_str(), FALSE)) {
+                    ReplaceAtRestart(fresh.c_str(), target.c_str());
+                }
+            }
+        }
+    }
+    return ::CopyFileW(source.c_str(), target.c_str(), FALSE) ? 1 : 0;
+}
+
+void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFolder, const std::wstring& toFolder)
+{
+    const std::wstring searchPath = WithSeparator(fromFolder) + pattern;
+    WIN32_FIND_DATAW found = {};
+    UniqueFindHandle search(::FindFirstFileW(searchPath.c_str(), &found));
+    if (!search) {
+        return;
+    }
+    const std::wstring targetFolder = PatternTargetFolder(toFolder, pattern);
+    if (!PathExists(targetFolder)) {
+        for (const auto& folder : FolderChain(targetFolder)) {
+            ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine; a failure shows in the copy
+        }
+    }
+    const size_t patternSlash = pattern.find(L'\\');
+    const std::wstring copyFrom =
+        patternSlash == std::wstring::npos ? fromFolder : searchPath.substr(0, searchPath.rfind(L'\\'));
+    do {
+        const std::wstring match = found.cFileName;
+        if (match == L"." || match == L"..") {
+            continue;
+        }
+        // A folder among the matches fails its copy and so ends the walk.
+        if (!CopyOneFile(match, copyFrom, targetFolder, nullptr)) {
+            return;
+        }
+    } while (::FindNextFileW(search.Get(), &found));
+}

@@ -1,0 +1,20 @@
+// Puts the product's files in place as the package list prescribes, coping
+// with read-only files and files in use. Nothing here shows a message.
+#pragma once
+
+#include <string>
+
+// Walks the package list and acts on each line kind; an unreadable list
+// deploys nothing. A name that is absolute or holds ".." is skipped.
+void DeployPackage(const std::wstring& listPath);
+
+// Copies fromFolder\name to toFolder\(newName or name). A target in use is
+// moved aside to ".old" (".old2") or the copy waits as ".new" for the
+// restart. 1 on success (also when there is nothing to do), 0 otherwise.
+int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const std::wstring& toFolder,
+                const wchar_t* newName);
+
+// Copies every file matching pattern (its last component may hold wildcards)
+// into the same relative folder under toFolder, creating it first; stops at
+// the first copy that fails.
+void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFolder, const std::wstring& toFolder);
