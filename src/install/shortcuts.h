@@ -2,6 +2,8 @@
 // maker's web page opened when an interactive installation has finished.
 #pragma once
 
+#include <windows.h>
+
 #include <string>
 
 // Makes one .lnk file and, when it was saved, logs it as "Shell Link: " in
@@ -13,3 +15,8 @@ void CreateShortcut(const std::wstring& target, const std::wstring& linkPath, co
 // Opens the maker's installation page with the query of the installed
 // "HomePage.url"; does nothing when unattended or when nothing changed.
 void OpenClosingWebPage();
+
+// What opens the page: the shell by default; tests put their own here so
+// that no browser is ever started.
+using ShellExecuteWFn = HINSTANCE(WINAPI*)(HWND, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, INT);
+extern ShellExecuteWFn g_pfnShellExecuteW;
