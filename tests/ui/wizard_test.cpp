@@ -361,8 +361,12 @@ TEST(UninstOffer, ShowsItsOfferAsRichTextAndDeclinesWithUninstallAnyway)
         result = offer.DoModal(nullptr);
     });
     HWND window = nullptr;
-    WaitUntil([&] { return (window = ::FindWindowW(L"#32770", L"Pixvane 8 Uninstall - Free License Offer")) != nullptr; },
-              10000);
+    WaitUntil(
+        [&] {
+            window = ::FindWindowW(L"#32770", L"Pixvane 8 Uninstall - Free License Offer");
+            return window && ::IsWindowVisible(window);
+        },
+        10000);
     ASSERT_NE(window, nullptr);
     HWND text = ::GetDlgItem(window, IDC_OFFER_TEXT);
     wchar_t shown[2048] = {};
