@@ -2,59 +2,15 @@
 
 #include <shlobj.h>
 
-#include <vector>
-
 namespace {
 
 constexpr int kSidePicture = 1002;  // only the wizard frame has it
-constexpr DWORD kWizardWaitMs = 20000;
 
-struct WindowSearch {
-    DWORD processId;
-    HWND exclude;
-    HWND found;
-};
-
-bool IsDialogOf(HWND window, DWORD processId)
+std::wstring ClassOf(HWND window)
 {
-    wchar_t className[16] = {};
-    ::GetClassNameW(window, className, 16);
-    DWORD owner = 0;
-    ::GetWindowThreadProcessId(window, &owner);
-    return std::wstring(className) == L"#32770" && owner == processId && ::IsWindowVisible(window);
-}
-
-BOOL CALLBACK FindWizard(HWND window, LPARAM param)
-{
-    auto* search = reinterpret_cast<WindowSearch*>(param);
-    if (IsDialogOf(window, search->processId) && ::GetDlgItem(window, kSidePicture)) {
-        search->found = window;
-        return FALSE;
-    }
-    return TRUE;
-}
-
-BOOL CALLBACK FindOtherDialog(HWND window, LPARAM param)
-{
-    auto* search = reinterpret_cast<WindowSearch*>(param);
-    wchar_t caption[64] = {};
-    ::GetWindowTextW(window, caption, 64);
-    if (window != search->exclude && IsDialogOf(window, search->processId) &&
-        std::wstring(caption) != L"Pixvane Setup") {
-        search->found = window;
-        return FALSE;
-    }
-    return TRUE;
-}
-
-BOOL CALLBACK CollectEdits(HWND window, LPARAM param)
-{
-    wchar_t className[16] = {};
-    ::GetClassNameW(window, className, 16);
-    if (std::wstring(className) == L"Edit" && ::IsWindowVisible(window)) {
-        reinterpret_cast<std::vector<HWND>*>(param)->push_back(window);
-    }
-    return TRUE;
+    wchar_t name[32] = {};
+    ::GetClassNameW(window, name, 32);
+    return name;
 }
 
 // Asked of the control itself: for another process's window the system
@@ -67,30 +23,62 @@ std::wstring WindowText(HWND window)
     return text;
 }
 
+// A shown dialog of the process: the wizard frame, or (wizard false) one
+// that is neither the frame nor a message box of ours, such as the browser.
+struct DialogSearch {
+    DWORD processId;
+    bool wizard;
+    HWND found;
+};
+
+BOOL CALLBACK FindDialog(HWND window, LPARAM param)
+{
+    auto* search = reinterpret_cast<DialogSearch*>(param);
+    DWORD owner = 0;
+    ::GetWindowThreadProcessId(window, &owner);
+    if (owner != search->processId || ClassOf(window) != L"#32770" || !::IsWindowVisible(window)) {
+        return TRUE;
+    }
+    const bool isWizard = ::GetDlgItem(window, kSidePicture) != nullptr;
+    if (search->wizard ? isWizard : !isWizard && WindowText(window) != L"Pixvane Setup") {
+        search->found = window;
+        return FALSE;
+    }
+    return TRUE;
+}
+
+HWND FindDialogOf(DWORD processId, bool wizard)
+{
+    DialogSearch search{processId, wizard, nullptr};
+    ::EnumWindows(FindDialog, reinterpret_cast<LPARAM>(&search));
+    return search.found;
+}
+
+void Click(HWND window, int id)
+{
+    // Sent, not posted: handled in order with the messages that follow.
+    ::SendNotifyMessageW(window, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED),
+                         reinterpret_cast<LPARAM>(::GetDlgItem(window, id)));
+}
+
 }  // namespace
 
 bool WizardDriver::Start(const std::wstring& arguments)
 {
+    DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8");
+    DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe");
+    DeleteRegTree(HKEY_CLASSES_ROOT, L"Pixvane8.License");
     if (!m_setup.Start(L"\"" + PackagePath(L"setup.exe") + L"\" " + arguments, BuildPath(L"package").c_str())) {
         return false;
     }
-    WindowSearch search{m_setup.Id(), nullptr, nullptr};
-    WaitUntil(
-        [&] {
-            ::EnumWindows(FindWizard, reinterpret_cast<LPARAM>(&search));
-            return search.found != nullptr;
-        },
-        kWizardWaitMs);
-    m_wizard = search.found;
+    WaitUntil([&] { return (m_wizard = FindDialogOf(m_setup.Id(), true)) != nullptr; }, 20000);
     return m_wizard != nullptr;
 }
 
 HWND WizardDriver::Page() const
 {
     for (HWND child = ::GetWindow(m_wizard, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT)) {
-        wchar_t className[16] = {};
-        ::GetClassNameW(child, className, 16);
-        if (std::wstring(className) == L"#32770" && ::IsWindowVisible(child)) {
+        if (ClassOf(child) == L"#32770" && ::IsWindowVisible(child)) {
             return child;
         }
     }
@@ -100,18 +88,15 @@ HWND WizardDriver::Page() const
 std::wstring WizardDriver::PageName() const
 {
     HWND page = Page();
-    if (!page) {
-        return L"";
-    }
     // Each page is told by a control only it has.
     const std::pair<int, const wchar_t*> marks[] = {
         {1005, L"folder"}, {1008, L"group"}, {1010, L"ready"}, {1003, L"welcome"}, {1000, L"agreement"}};
     for (const auto& [id, name] : marks) {
-        if (::GetDlgItem(page, id)) {
+        if (page && ::GetDlgItem(page, id)) {
             return name;
         }
     }
-    return L"?";
+    return page ? L"?" : L"";
 }
 
 std::wstring WizardDriver::Caption() const
@@ -119,29 +104,9 @@ std::wstring WizardDriver::Caption() const
     return WindowText(m_wizard);
 }
 
-HWND WizardDriver::Item(int id, bool page) const
-{
-    return ::GetDlgItem(page ? Page() : m_wizard, id);
-}
-
 std::wstring WizardDriver::Text(int id, bool page) const
 {
     return WindowText(Item(id, page));
-}
-
-bool WizardDriver::IsShown(int id, bool page) const
-{
-    return ::IsWindowVisible(Item(id, page)) != FALSE;
-}
-
-bool WizardDriver::IsEnabled(int id, bool page) const
-{
-    return ::IsWindowEnabled(Item(id, page)) != FALSE;
-}
-
-bool WizardDriver::IsChecked(int id) const
-{
-    return ::SendMessageW(Item(id), BM_GETCHECK, 0, 0) == BST_CHECKED;
 }
 
 void WizardDriver::Sync() const
@@ -154,14 +119,8 @@ void WizardDriver::Sync() const
 
 void WizardDriver::Press(int id, bool page)
 {
-    HWND target = page ? Page() : m_wizard;
-    ::SendNotifyMessageW(target, WM_COMMAND, MAKEWPARAM(id, BN_CLICKED), reinterpret_cast<LPARAM>(::GetDlgItem(target, id)));
+    Click(page ? Page() : m_wizard, id);
     Sync();
-}
-
-void WizardDriver::Check(int id, bool checked)
-{
-    ::SendMessageW(Item(id), BM_SETCHECK, checked ? BST_CHECKED : BST_UNCHECKED, 0);
 }
 
 void WizardDriver::Choose(int id, int firstId, int lastId)
@@ -172,16 +131,9 @@ void WizardDriver::Choose(int id, int firstId, int lastId)
     Press(id, true);
 }
 
-void WizardDriver::Type(int id, const std::wstring& text)
-{
-    ::SendMessageW(Item(id), WM_SETTEXT, 0, reinterpret_cast<LPARAM>(text.c_str()));
-}
-
 HWND WizardDriver::OtherDialog() const
 {
-    WindowSearch search{m_setup.Id(), m_wizard, nullptr};
-    ::EnumWindows(FindOtherDialog, reinterpret_cast<LPARAM>(&search));
-    return search.found;
+    return FindDialogOf(m_setup.Id(), false);
 }
 
 bool WizardDriver::BrowseTo(const std::wstring& folder)
@@ -189,22 +141,18 @@ bool WizardDriver::BrowseTo(const std::wstring& folder)
     // A browser that misses the selection is closed and opened again: under
     // Wine the first one of a process may not find folders below the top.
     for (int attempt = 0; attempt < 3; ++attempt) {
-        HWND page = Page();
-        ::SendNotifyMessageW(page, WM_COMMAND, MAKEWPARAM(1005, BN_CLICKED),
-                             reinterpret_cast<LPARAM>(::GetDlgItem(page, 1005)));
+        Click(Page(), 1005);
         HWND browser = nullptr;
         WaitUntil([&] { return (browser = OtherDialog()) != nullptr; }, 10000);
-        std::vector<HWND> edits;
-        ::EnumChildWindows(browser, CollectEdits, reinterpret_cast<LPARAM>(&edits));
-        if (edits.empty()) {
+        HWND edit = ::FindWindowExW(browser, nullptr, L"Edit", nullptr);
+        if (!edit) {
             return false;
         }
         // The browser shows itself before it has selected the destination;
         // a selection made earlier would be overridden.
-        WaitUntil([&] { return !WindowText(edits.front()).empty(); }, 5000);
-        const int button = SelectInBrowser(browser, edits.front(), folder) ? IDOK : IDCANCEL;
-        ::SendNotifyMessageW(browser, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
-                             reinterpret_cast<LPARAM>(::GetDlgItem(browser, button)));
+        WaitUntil([&] { return !WindowText(edit).empty(); }, 5000);
+        const int button = SelectInBrowser(browser, edit, folder) ? IDOK : IDCANCEL;
+        Click(browser, button);
         Sync();
         if (button == IDOK) {
             return true;
@@ -228,43 +176,4 @@ bool WizardDriver::SelectInBrowser(HWND browser, HWND edit, const std::wstring& 
     ::SendMessageW(browser, BFFM_SETSELECTIONW, TRUE, reinterpret_cast<LPARAM>(remote));
     ::VirtualFreeEx(m_setup.Handle(), remote, 0, MEM_RELEASE);
     return WindowText(edit) != folder;
-}
-
-bool SaveWindowPicture(HWND window, const std::wstring& path)
-{
-    RECT area = {};
-    if (!::GetWindowRect(window, &area)) {
-        return false;
-    }
-    const int width = area.right - area.left;
-    const int height = area.bottom - area.top;
-    HDC screen = ::GetDC(nullptr);
-    HDC memory = ::CreateCompatibleDC(screen);
-    BITMAPINFO format = {};
-    format.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
-    format.bmiHeader.biWidth = width;
-    format.bmiHeader.biHeight = height;  // bottom-up, as .bmp files are
-    format.bmiHeader.biPlanes = 1;
-    format.bmiHeader.biBitCount = 24;
-    format.bmiHeader.biCompression = BI_RGB;
-    void* bits = nullptr;
-    HBITMAP picture = ::CreateDIBSection(screen, &format, DIB_RGB_COLORS, &bits, nullptr, 0);
-    HGDIOBJ old = ::SelectObject(memory, picture);
-    ::BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
-    ::GdiFlush();
-    const DWORD rowBytes = (static_cast<DWORD>(width) * 3 + 3) & ~3u;
-    const DWORD imageBytes = rowBytes * static_cast<DWORD>(height);
-    BITMAPFILEHEADER header = {};
-    header.bfType = 0x4D42;
-    header.bfOffBits = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
-    header.bfSize = header.bfOffBits + imageBytes;
-    std::string bytes(reinterpret_cast<const char*>(&header), sizeof header);
-    bytes.append(reinterpret_cast<const char*>(&format.bmiHeader), sizeof(BITMAPINFOHEADER));
-    bytes.append(static_cast<const char*>(bits), imageBytes);
-    ::SelectObject(memory, old);
-    ::DeleteObject(picture);
-    ::DeleteDC(memory);
-    ::ReleaseDC(nullptr, screen);
-    WriteTextFile(path, bytes);
-    return true;
 }

@@ -15,6 +15,46 @@ namespace {
 
 std::wstring g_outFolder;
 
+// Saves what the screen shows of window (with its frame) as a 24-bit .bmp.
+bool SaveWindowPicture(HWND window, const std::wstring& path)
+{
+    RECT area = {};
+    if (!::GetWindowRect(window, &area)) {
+        return false;
+    }
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
+    HDC screen = ::GetDC(nullptr);
+    HDC memory = ::CreateCompatibleDC(screen);
+    BITMAPINFO format = {};
+    format.bmiHeader.biSize = sizeof(BITMAPINFOHEADER);
+    format.bmiHeader.biWidth = width;
+    format.bmiHeader.biHeight = height;  // bottom-up, as .bmp files are
+    format.bmiHeader.biPlanes = 1;
+    format.bmiHeader.biBitCount = 24;
+    format.bmiHeader.biCompression = BI_RGB;
+    void* bits = nullptr;
+    HBITMAP picture = ::CreateDIBSection(screen, &format, DIB_RGB_COLORS, &bits, nullptr, 0);
+    HGDIOBJ old = ::SelectObject(memory, picture);
+    ::BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
+    ::GdiFlush();
+    const DWORD rowBytes = (static_cast<DWORD>(width) * 3 + 3) & ~3u;
+    const DWORD imageBytes = rowBytes * static_cast<DWORD>(height);
+    BITMAPFILEHEADER header = {};
+    header.bfType = 0x4D42;
+    header.bfOffBits = sizeof(BITMAPFILEHEADER) + sizeof(BITMAPINFOHEADER);
+    header.bfSize = header.bfOffBits + imageBytes;
+    std::string bytes(reinterpret_cast<const char*>(&header), sizeof header);
+    bytes.append(reinterpret_cast<const char*>(&format.bmiHeader), sizeof(BITMAPINFOHEADER));
+    bytes.append(static_cast<const char*>(bits), imageBytes);
+    ::SelectObject(memory, old);
+    ::DeleteObject(picture);
+    ::DeleteDC(memory);
+    ::ReleaseDC(nullptr, screen);
+    WriteTextFile(path, bytes);
+    return true;
+}
+
 void Shoot(const WizardDriver& wizard, const wchar_t* name, HWND window = nullptr)
 {
     ::Sleep(300);  // let the page finish painting
@@ -22,16 +62,8 @@ void Shoot(const WizardDriver& wizard, const wchar_t* name, HWND window = nullpt
     std::fwprintf(stderr, L"%ls\n", name);
 }
 
-void ForgetEarlierInstallations()
-{
-    DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8");
-    DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe");
-    DeleteRegTree(HKEY_CLASSES_ROOT, L"Pixvane8.License");
-}
-
 bool NormalInstallation()
 {
-    ForgetEarlierInstallations();
     WizardDriver wizard;
     if (!wizard.Start()) {
         return false;
@@ -58,7 +90,6 @@ bool NormalInstallation()
 
 bool PortableInstallation()
 {
-    ForgetEarlierInstallations();
     const std::wstring stick = MakeScratchFolder(L"USB stick");
     WizardDriver wizard;
     if (!wizard.Start()) {
@@ -84,7 +115,6 @@ bool PortableInstallation()
 // only be replaced at the restart, which the finished page then offers.
 bool RestartOffered()
 {
-    ForgetEarlierInstallations();
     const std::wstring folder = MakeScratchFolder(L"Pixvane busy");
     ::CopyFileW(BuildPath(L"sample-versions\\8.1.2.3\\Pixvn8.exe").c_str(), (folder + L"\\Pixvn8.exe").c_str(), FALSE);
     ::CopyFileW(PackagePath(L"pvcodec8.dll").c_str(), (folder + L"\\pvcodec8.dll").c_str(), FALSE);
@@ -106,7 +136,6 @@ bool RestartOffered()
 
 bool WelcomeOnly()
 {
-    ForgetEarlierInstallations();
     WizardDriver wizard;
     if (!wizard.Start()) {
         return false;
