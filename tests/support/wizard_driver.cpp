@@ -153,6 +153,8 @@ bool WizardDriver::BrowseTo(const std::wstring& folder)
         WaitUntil([&] { return !WindowText(edit).empty(); }, 5000);
         const int button = SelectInBrowser(browser, edit, folder) ? IDOK : IDCANCEL;
         Click(browser, button);
+        // The browser's own loop may answer before it ends; Browse goes on after.
+        WaitUntil([&] { return !::IsWindow(browser); }, 10000);
         Sync();
         if (button == IDOK) {
             return true;

@@ -155,6 +155,7 @@ TEST(WizardFlow, ButtonsFollowThePageAndCancelOrDecliningEndsWith1602)
 TEST(WizardFlow, PortableSkipsTheGroupPageBothWaysAndWantsAFolderFirst)
 {
     RemoveTree(L"C:\\Pixvane 8");
+    RemoveTree(kDefaultFolder);
     WizardDriver wizard;
     StartAtFolderPage(wizard);
     wizard.Choose(IDC_KIND_PORTABLE, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
@@ -166,6 +167,7 @@ TEST(WizardFlow, PortableSkipsTheGroupPageBothWaysAndWantsAFolderFirst)
 
     // A drive root takes the product folder without a second backslash.
     ASSERT_TRUE(wizard.BrowseTo(L"C:\\"));
+    EXPECT_FALSE(FolderExists(kDefaultFolder));  // made only for the browser to show it
     EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"C:\\Pixvane 8");
     wizard.Press(IDOK);
     EXPECT_EQ(wizard.PageName(), L"ready");
@@ -227,7 +229,12 @@ TEST(WizardFlow, TheGroupPageChecksItsNameOnBackTooAndChoicesSurviveBackAndNext)
     EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Run Pixvane");
     EXPECT_FALSE(wizard.IsChecked(IDC_START_FINISH_CHECK));
     EXPECT_EQ(wizard.Text(IDC_START_DETAIL), LoadResString(IDS_PRESS_FINISH));
-    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_EQ(Finish(wizard, true), 0);
+    // "Run Pixvane" was checked: the product runs, and is closed again.
+    HWND product = nullptr;
+    EXPECT_TRUE(WaitUntil([&] { return (product = ::FindWindowW(L"Pixvane8MainFrame", nullptr)) != nullptr; }, 10000));
+    ::PostMessageW(product, WM_CLOSE, 0, 0);
+    EXPECT_TRUE(WaitForNoProcesses(L"Pixvn8", L".exe", 10000));
     EXPECT_TRUE(FileExists(std::wstring(kDefaultFolder) + L"\\Pixvn8.exe"));
     EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"B");
     EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_PROGRAMS, L"Abc")));
