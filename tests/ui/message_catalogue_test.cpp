@@ -25,8 +25,6 @@ TEST(MessageCatalogue, StartUpTextsStandAsTheyAreWrittenTyposIncluded)
 
 TEST(MessageCatalogue, PlaceholdersTakeTheirValues)
 {
-    EXPECT_EQ(FormatMessageText(IDS_PORTABLE_HOW_TO_RUN, L"E:\\Tools"),
-              L"To run portable Pixvane, double-click 'StartPV8' icon located at:\nE:\\Tools");
     EXPECT_EQ(FormatMessageText(IDS_OLDER_PACKAGE, 8, 1, 2, 3, 8, 1, 1, 9),
               L"Pixvane v. 8.01.02.03 is already installed on this machine. You are trying to install an older "
               L"version 8.01.01.09 .\n\nDo you still want to continue?");
