@@ -1,10 +1,15 @@
-// The demo: the real setup.exe and PxvUnInst.exe of the sample package at
-// work in a throwaway Wine prefix, driven and watched the way a user and a
-// support engineer would, every step printed.
-#include "support/installed_product.h"
+// The demo: the real setup.exe of two sample packages and the real
+// PxvUnInst.exe at work in a throwaway Wine prefix, driven and watched the
+// way a user, a deployment tool and a support engineer would, every step
+// printed.
+#include "install/version_checks.h"
+#include "support/machine_snapshot.h"
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/services.h"
+
+#include <shlobj.h>
 
 #include <cstdio>
 #include <string>
@@ -13,7 +18,10 @@
 namespace {
 
 constexpr DWORD kBoxWaitMs = 20000;
-constexpr DWORD kStageWaitMs = 60000;
+constexpr DWORD kRunWaitMs = 120000;
+const std::wstring kProductFolder = L"C:\\Program Files\\Pixvane 8";
+const std::wstring kUninstallKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8";
+const std::wstring kProductKey = L"SOFTWARE\\Quorvex\\Pixvane 8";
 
 std::string Narrow(const std::wstring& text)
 {
@@ -21,7 +29,7 @@ std::string Narrow(const std::wstring& text)
     for (wchar_t c : text) {
         if (c == L'\n') {
             out += "\n      ";
-        } else {
+        } else if (c != L'\r') {
             out += (c < 128) ? static_cast<char>(c) : '?';
         }
     }
@@ -45,6 +53,11 @@ std::wstring Quoted(const std::wstring& path)
     return L"\"" + path + L"\"";
 }
 
+std::wstring Widen(const std::string& text)
+{
+    return std::wstring(text.begin(), text.end());
+}
+
 void ListFolder(const std::wstring& folder, const std::wstring& indent)
 {
     WIN32_FIND_DATAW found = {};
@@ -66,133 +79,148 @@ void ListFolder(const std::wstring& folder, const std::wstring& indent)
     } while (::FindNextFileW(search.Get(), &found));
 }
 
-void ShowBox(const wchar_t* who, const SeenMessageBox& box, const wchar_t* answer)
+// Runs a program to its end and returns what it printed.
+std::wstring OutputOf(const std::wstring& commandLine)
 {
-    Say(std::wstring(L"   ") + who + L" shows \"Pixvane Setup\": " + box.text);
-    Say(std::wstring(L"   answered: ") + answer);
+    const std::wstring file = MakeScratchFolder(L"demo-output") + L"\\out.txt";
+    SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
+    UniqueFileHandle output(::CreateFileW(file.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inheritable, CREATE_ALWAYS,
+                                          FILE_ATTRIBUTE_NORMAL, nullptr));
+    STARTUPINFOW startup = {};
+    startup.cb = sizeof(startup);
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = output.Get();
+    startup.hStdError = output.Get();
+    PROCESS_INFORMATION process = {};
+    std::wstring writable = commandLine;
+    if (::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process)) {
+        ::WaitForSingleObject(process.hProcess, kRunWaitMs);
+        ::CloseHandle(process.hThread);
+        ::CloseHandle(process.hProcess);
+    }
+    output.Reset();
+    return Widen(ReadTextFile(file));
 }
 
-// Starts a copy of the product so that setup has a running instance to deal with.
-void StartProduct(ChildProcess& product, const std::wstring& exe)
+std::wstring VersionOf(const std::wstring& path)
 {
-    product.Start(Quoted(exe));
-    WaitUntil([] { return ::FindWindowW(nullptr, L"Pixvane 8 - untitled") != nullptr; }, 15000);
-    Say(L"   started " + exe + L" (window \"Pixvane 8 - untitled\")");
+    const FileVersion v = ReadFileVersion(path);
+    return std::to_wstring(v.major) + L"." + std::to_wstring(v.minor) + L"." + std::to_wstring(v.third) + L"." +
+           std::to_wstring(v.fourth);
+}
+
+void ShowWhatWasMade()
+{
+    Say(L"   product folder " + kProductFolder + L" (Pixvn8.exe " + VersionOf(kProductFolder + L"\\Pixvn8.exe") +
+        L"):");
+    ListFolder(kProductFolder, L"     ");
+    const std::wstring group = GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8";
+    Say(L"   Start-menu group " + group + L":");
+    ListFolder(group, L"     ");
+    Say(L"   desktop: " + std::wstring(FileExists(GetSpecialFolderPath(CSIDL_COMMON_DESKTOPDIRECTORY) +
+                                                   L"\\Pixvane 8.lnk")
+                                            ? L"Pixvane 8.lnk"
+                                            : L"(no shortcut)"));
+    Say(L"   wine uninstaller --list: " + OutputOf(L"uninstaller.exe --list"));
+    for (const wchar_t* name : {L"DisplayName", L"DisplayVersion", L"UninstallString"}) {
+        Say(L"   HKLM\\" + kUninstallKey + L" " + name + L" = " + GetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, name));
+    }
+    for (const wchar_t* name : {L"Path", L"AllUsers"}) {
+        Say(L"   HKLM\\" + kProductKey + L" " + name + L" = " + GetRegString(HKEY_LOCAL_MACHINE, kProductKey, name));
+    }
+    Say(L"   the product completed its registration: " + ProductCallsLog());
 }
 
 // The product double's record of the window messages it was sent.
 std::wstring ProductMessages()
 {
-    const std::string log = ReadTextFile(L"C:\\ProgramData\\Pixvn8Double\\messages.log");
-    std::wstring lines;
-    for (char c : log) {
-        if (c != '\r') {
-            lines += static_cast<wchar_t>(static_cast<unsigned char>(c));
-        }
-    }
-    return lines;
-}
-
-void ReportLeftovers(const InstalledProduct& product)
-{
-    const auto leftovers = LeftoversOf(product);
-    const auto lost = LostUserItemsOf(product);
-    Say(L"   left of the installation: " + std::to_wstring(leftovers.size()) + L" item(s)");
-    for (const auto& item : leftovers) {
-        Say(L"     " + item);
-    }
-    Say(L"   user's own items lost: " + std::to_wstring(lost.size()));
-    for (const auto& item : lost) {
-        Say(L"     " + item);
-    }
+    return Widen(ReadTextFile(L"C:\\ProgramData\\Pixvn8Double\\messages.log"));
 }
 
 }  // namespace
 
 int main()
 {
-    const std::wstring setup = PackagePath(L"setup.exe");
-    Heading(L"The sample package, as the self-extracting package unpacks it");
-    ListFolder(BuildPath(L"package"), L"   ");
+    const std::wstring older = BuildPath(L"sample-versions\\8.1.2.3\\setup.exe");
+    const std::wstring current = PackagePath(L"setup.exe");
+    SimulateRestart();
+    ClearProductCallsLog();
+    // Windows has this key, which registration writes into and removal
+    // leaves; a fresh Wine prefix lacks it.
+    UniqueRegKey applications;
+    ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", 0, nullptr, 0, KEY_READ, nullptr,
+                      applications.Put(), nullptr);
+    const MachineSnapshot before = TakeMachineSnapshot();
 
-    Heading(L"A Pixvane 8 installation laid down the way the installer makes one");
-    InstalledProduct product = InstallSampleProduct();
-    Say(L"   product folder " + product.layout.productFolder + L":");
-    ListFolder(product.layout.productFolder, L"     ");
-    Say(L"   Start-menu group " + product.groupFolder + L":");
-    ListFolder(product.groupFolder, L"     ");
-    Say(L"   registry entries of the product: " + std::to_wstring(product.registry.size()) +
-        L", e.g. HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8 UninstallString = " +
-        GetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8",
-                     L"UninstallString"));
-    Say(L"   missing parts right after installing: " + std::to_wstring(MissingPartsOf(product).size()));
+    Heading(L"The older package, 8.1.2.3, as its self-extracting package unpacks it");
+    ListFolder(BuildPath(L"sample-versions\\8.1.2.3"), L"   ");
 
-    const std::wstring productExe = product.layout.productFolder + L"\\Pixvn8.exe";
-    ::DeleteFileW(L"C:\\ProgramData\\Pixvn8Double\\messages.log");
+    Heading(L"A deployment tool installs it: setup.exe -s");
+    Say(L"   exit code " + std::to_wstring(RunToEnd(Quoted(older) + L" -s", kRunWaitMs)));
+    WaitUntil([] { return !ProductCallsLog().empty(); }, 10000);
+    ShowWhatWasMade();
 
-    Heading(L"setup.exe with no arguments: install mode, and one Pixvane is running");
-    {
-        ChildProcess running;
-        StartProduct(running, productExe);
-        ChildProcess run;
-        run.Start(Quoted(setup));
-        if (auto box = AnswerMessageBox(IDNO, kBoxWaitMs, run.Id())) {
-            ShowBox(L"setup.exe", *box, L"No");
-        }
-        if (auto box = AnswerMessageBox(IDOK, kBoxWaitMs, run.Id())) {
-            ShowBox(L"setup.exe", *box, L"OK");
-        }
-        Say(L"   setup.exe ended with " + std::to_wstring(run.Wait(kStageWaitMs)) + L"; Pixvane still running: " +
-            (running.IsRunning() ? L"yes" : L"no"));
-
-        Heading(L"setup.exe -install -s: install mode, closes the running copy without asking");
-        ChildProcess quiet;
-        quiet.Start(Quoted(setup) + L" -install -s");
-        Say(L"   setup.exe ended with " + std::to_wstring(quiet.Wait(kStageWaitMs)) +
-            L"; message boxes shown: " + (NoMessageBoxWithin(300) ? L"none" : L"some"));
-        WaitUntil([&] { return !running.IsRunning(); }, 5000);
-        Say(std::wstring(L"   Pixvane still running: ") + (running.IsRunning() ? L"yes" : L"no"));
-        Say(L"   what the product heard:\n" + ProductMessages());
+    Heading(L"Upgrade to " + VersionOf(PackagePath(L"Pixvn8.exe")) +
+            L" with setup.exe -s while Pixvane runs and its help file is open");
+    ChildProcess running;
+    running.Start(Quoted(kProductFolder + L"\\Pixvn8.exe"));
+    WaitUntil([] { return ::FindWindowW(nullptr, L"Pixvane 8 - untitled") != nullptr; }, 15000);
+    Say(L"   Pixvane is running (window \"Pixvane 8 - untitled\")");
+    FileHolder reader;
+    reader.Hold(kProductFolder + L"\\Pixvn8Man.chm");
+    Say(L"   another program holds Pixvn8Man.chm open");
+    ClearProductCallsLog();
+    ChildProcess upgrade;
+    upgrade.Start(Quoted(current) + L" -s");
+    if (auto box = AnswerMessageBox(IDYES, kBoxWaitMs, upgrade.Id())) {
+        Say(L"   the one window a lone \"-s\" can show: " + box->text);
+        Say(L"   answered: Yes");
     }
-
-    Heading(L"Removing Pixvane 8 from the list of installed programs, and declining");
-    {
-        ChildProcess list;
-        list.Start(L"uninstaller.exe --remove \"Pixvane 8\"");
-        if (auto box = AnswerMessageBox(IDNO, kBoxWaitMs)) {
-            ShowBox(L"PxvUnInst.exe", *box, L"No");
-        }
-        list.Wait(kStageWaitMs);
-        Say(L"   missing parts of the installation now: " + std::to_wstring(MissingPartsOf(product).size()));
+    Say(L"   exit code " + std::to_wstring(upgrade.Wait(kRunWaitMs)) + L" (3010: a restart completes it)");
+    Say(L"   what Pixvane heard: " + ProductMessages());
+    Say(std::wstring(L"   Pixvane still running: ") + (running.IsRunning() ? L"yes" : L"no"));
+    Say(L"   Pixvn8.exe is now " + VersionOf(kProductFolder + L"\\Pixvn8.exe") + L"; PvCapHlp.dll of 8.1.2.3 " +
+        (FileExists(kProductFolder + L"\\PvCapHlp.dll") ? L"still there" : L"deleted (\"File Del: \")"));
+    Say(L"   Pixvn8Man.chm says: " + Widen(ReadTextFile(kProductFolder + L"\\Pixvn8Man.chm")));
+    Say(L"   Pixvn8Man.chm.new says: " + Widen(ReadTextFile(kProductFolder + L"\\Pixvn8Man.chm.new")));
+    std::wstring pending = PendingFileRenames();
+    for (auto& c : pending) {
+        c = c == L'\0' ? L'\n' : c;
     }
+    Say(L"   waiting for the restart (pairs of source and target, an empty target deletes):\n" + pending);
 
-    Heading(L"Removing it again, this time with Yes, while Pixvane runs");
+    Heading(L"The help file is closed and Windows restarts (wineboot -r)");
+    reader.Release();
+    SimulateRestart();
+    Say(L"   Pixvn8Man.chm says: " + Widen(ReadTextFile(kProductFolder + L"\\Pixvn8Man.chm")));
+    Say(std::wstring(L"   Pixvn8Man.chm.new: ") +
+        (FileExists(kProductFolder + L"\\Pixvn8Man.chm.new") ? L"still there" : L"gone"));
+    ShowWhatWasMade();
+
+    Heading(L"Removing Pixvane 8 from the list of installed programs (wine uninstaller --remove)");
     {
-        ChildProcess running;
-        StartProduct(running, productExe);
         ClearProductCallsLog();
         ChildProcess list;
         list.Start(L"uninstaller.exe --remove \"Pixvane 8\"");
         if (auto box = AnswerMessageBox(IDYES, kBoxWaitMs)) {
-            ShowBox(L"PxvUnInst.exe", *box, L"Yes");
+            Say(L"   PxvUnInst.exe asks: " + box->text);
+            Say(L"   answered: Yes");
         }
-        list.Wait(kStageWaitMs);
         std::wstring secondStage;
-        const bool ended = WaitForSecondStage(kStageWaitMs, &secondStage);
+        const bool ended = WaitForSecondStage(kRunWaitMs, &secondStage);
+        list.Wait(kRunWaitMs);
         Say(L"   second stage: " + secondStage + (ended ? L" (ended)" : L" (still running!)"));
-        Say(std::wstring(L"   Pixvane still running: ") + (running.IsRunning() ? L"yes" : L"no"));
         Say(L"   the product was run for its own clean-up: " + ProductCallsLog());
     }
-    Say(L"   before the restart:");
-    ReportLeftovers(product);
-
-    Heading(L"The next restart (wineboot -r) carries out what was left to it");
+    Heading(L"The next restart, then what is left of it all");
     SimulateRestart();
-    ReportLeftovers(product);
-    Say(std::wstring(L"   product folder still there: ") +
-        (FolderExists(product.layout.productFolder) ? L"yes (it holds the user's own file)" : L"no"));
+    const auto changes = SnapshotChanges(before, TakeMachineSnapshot());
+    Say(L"   files, folders, registry keys and values changed since the start: " + std::to_wstring(changes.size()));
+    for (const auto& change : changes) {
+        Say(L"     " + change);
+    }
+    Say(L"   wine uninstaller --list: " + OutputOf(L"uninstaller.exe --list"));
 
-    ClearInstallation(product);
     Heading(L"Demo finished");
-    return 0;
+    return changes.empty() ? 0 : 1;
 }

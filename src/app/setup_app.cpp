@@ -10,18 +10,8 @@
 #include "ui/message_box.h"
 #include "ui/resource.h"
 
-#include <cstdlib>
 
 CSetupApp theApp;
-
-std::vector<std::wstring> CSetupApp::CommandLineArguments()
-{
-    std::vector<std::wstring> args;
-    for (int i = 0; i < __argc; ++i) {
-        args.emplace_back(__wargv[i]);
-    }
-    return args;
-}
 
 BOOL CSetupApp::InitInstance()
 {

@@ -4,6 +4,7 @@
 #include "app/instance_manager.h"
 
 #include "app/instance_registry_helpers.h"
+#include "install/installation.h"
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "system/services.h"
@@ -106,11 +107,11 @@ TEST_F(RunningInstances, InstallAsksAboutTheOthersItselfExcludedAndNoLeavesThemR
     EXPECT_EQ(aborted->text, kAbortedText);
     EXPECT_TRUE(aborted->hasOk && !aborted->hasYes);
     EXPECT_TRUE(aborted->hasIcon);
-    EXPECT_EQ(second.Wait(10000), 0);
+    EXPECT_EQ(second.Wait(10000), kExitUserDeclined);
 
     ASSERT_TRUE(AnswerMessageBox(IDNO, 10000, first.Id()));
     ASSERT_TRUE(AnswerMessageBox(IDOK, 10000, first.Id()));
-    EXPECT_EQ(first.Wait(10000), 0);
+    EXPECT_EQ(first.Wait(10000), kExitUserDeclined);
     EXPECT_TRUE(product.IsRunning());
     EXPECT_FALSE(Recorded(CloseRecord(product.Id())));
 }
@@ -149,7 +150,7 @@ TEST_F(RunningInstances, OnlyASilentSwitchFromTheSecondArgumentOnSkipsTheQuestio
     ASSERT_TRUE(question);
     EXPECT_EQ(question->text, kOneInstanceText);
     ASSERT_TRUE(AnswerMessageBox(IDOK, 10000, silent.Id()));
-    EXPECT_EQ(silent.Wait(10000), 0);
+    EXPECT_EQ(silent.Wait(10000), kExitUserDeclined);
     ASSERT_TRUE(product.IsRunning());
 
     // "/s" second keeps the question away, though the install stays interactive.

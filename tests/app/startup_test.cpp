@@ -109,9 +109,11 @@ TEST(ModeDecision, AProgramNamedLikeSetupInstallsAndNeverAsksToUninstall)
 {
     const std::wstring folder = MakeScratchFolder(L"mode-mysetup");
     const std::wstring mySetup = CopyOfSetupNamed(folder, L"MySetup.EXE");
+    // Unattended and with no package beside it, the install road ends at
+    // once as a damaged package; the removal road would have asked first.
     ChildProcess setup;
-    ASSERT_TRUE(setup.Start(Quoted(mySetup)));
-    EXPECT_EQ(setup.Wait(kProcessWaitMs), 0);
+    ASSERT_TRUE(setup.Start(Quoted(mySetup) + L" -s"));
+    EXPECT_EQ(setup.Wait(kProcessWaitMs), 1);
     EXPECT_TRUE(NoMessageBoxWithin(500));
     EXPECT_TRUE(FileExists(mySetup));
 }

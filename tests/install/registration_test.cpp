@@ -19,22 +19,15 @@ constexpr wchar_t kThumbClsidXp32[] = L"{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E402}";
 constexpr wchar_t kThumbShellEx[] = L".pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
 
 struct WindowsCase {
-    DWORD major;
-    DWORD minor;
+    DWORD major, minor;
     InstallKind kind;
-    const wchar_t* progId;
-    const wchar_t* handler;
-    const wchar_t* handlerClsid;
+    const wchar_t *progId, *handler, *handlerClsid;
 };
 
+// A value's line as the snapshot writes it; REG_SZ unless data names its type.
 std::wstring Sz(const std::wstring& key, const wchar_t* name, const std::wstring& data)
 {
-    return key + L"\\|" + name + L" = REG_SZ:" + data;
-}
-
-std::wstring Dword(const std::wstring& key, const wchar_t* name, DWORD data)
-{
-    return key + L"\\|" + name + L" = REG_DWORD:" + std::to_wstring(data);
+    return key + L"\\|" + name + L" = " + (data.rfind(L"REG_DWORD:", 0) == 0 ? L"" : L"REG_SZ:") + data;
 }
 
 // Every value registration must add, and nothing else.
@@ -61,8 +54,8 @@ RegistrySnapshot ExpectedValues(const WindowsCase& windows, const std::wstring& 
         Sz(uninstall, L"DisplayVersion", L"8.01.05"),
         Sz(uninstall, L"VersionMajor", L"8"),
         Sz(uninstall, L"VersionMinor", L"1"),
-        Dword(uninstall, L"MajorVersion", 8),
-        Dword(uninstall, L"MinorVersion", 1),
+        Sz(uninstall, L"MajorVersion", L"REG_DWORD:8"),
+        Sz(uninstall, L"MinorVersion", L"REG_DWORD:1"),
         Sz(uninstall, L"Publisher", L"Quorvex Technology LLC"),
         Sz(uninstall, L"UninstallString", folder + L"\\PxvUnInst.exe"),
         Sz(uninstall, L"URLInfoAbout", L"https://www.quorvex.example/pixvane"),

@@ -1,5 +1,7 @@
 #include "support/installed_product.h"
 
+#include "install/install_state.h"
+#include "install/registration.h"
 #include "support/test_env.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -14,7 +16,6 @@
 
 namespace {
 
-constexpr wchar_t kProductExe[] = L"Pixvn8.exe";
 constexpr wchar_t kShortcut[] = L"Pixvane 8.lnk";
 constexpr wchar_t kHelpShortcut[] = L"Pixvane 8 Help.lnk";
 constexpr wchar_t kSecondUserSid[] = L"S-1-5-21-1000-1000-1000-1001";
@@ -188,43 +189,23 @@ public:
         LogLink(exe, ShellFolder(CSIDL_COMMON_STARTUP) + L"\\" + kShortcut, pictures);
     }
 
+    // The installer's own registration, on the system the layout names.
     void Register()
     {
-        const std::wstring open = L"\"" + m_folder + L"\\Pixvn8.exe\" \"%1\"";
-        const bool windows8 = g_osVersion.dwMajorVersion > 6 ||
-                              (g_osVersion.dwMajorVersion == 6 && g_osVersion.dwMinorVersion >= 2);
-        const std::wstring progId = windows8 ? L"Pixvane.8" : L"Applications\\Pixvn8.exe";
-
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", L"AllUsers", L"B");
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", L"Path", m_folder);
-        SetRegString(HKEY_CLASSES_ROOT, L"Pixvane.8\\shell\\open\\command", nullptr, open);
-        for (const wchar_t* extension : {L".bmp", L".dib", L".gif", L".jpg", L".jpeg", L".tif", L".tiff", L".png",
-                                         L".cmp", L".tga", L".wpg", L".jp2", L".j2k", L".pvi"}) {
-            SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8\\Capabilities\\FileAssociations",
-                         extension, progId);
+        const InstallState realState = g_installState;
+        const OSVERSIONINFOEXW realVersion = g_osVersion;
+        if (!m_product.layout.vistaOrLater) {
+            g_osVersion.dwMajorVersion = 5;
+            g_osVersion.dwMinorVersion = 1;
         }
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Pixvane.8",
-                     L"SOFTWARE\\Quorvex\\Pixvane 8\\Capabilities");
-        SetRegString(HKEY_CLASSES_ROOT, L".pv8lic", nullptr, L"Pixvane8.License");
-        SetRegString(HKEY_CLASSES_ROOT, L"Pixvane8.License\\shell\\open\\command", nullptr, open);
-        SetRegString(HKEY_LOCAL_MACHINE, kAppPathsKey, nullptr, m_folder + L"\\Pixvn8.exe");
-        SetRegString(HKEY_LOCAL_MACHINE, kAppPathsKey, L"Path", m_folder);
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"Contact", L"Support");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayName", L"Pixvane 8");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"InstallLocation", m_folder);
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"DisplayVersion", L"8.01.05");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"VersionMajor", L"8");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"VersionMinor", L"1");
-        SetRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"MajorVersion", 8);
-        SetRegDword(HKEY_LOCAL_MACHINE, kUninstallKey, L"MinorVersion", 1);
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"Publisher", L"Quorvex Technology LLC");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"UninstallString", m_folder + L"\\PxvUnInst.exe");
-        SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey, L"URLInfoAbout", L"http://www.quorvex.example/");
-        SetRegString(HKEY_CLASSES_ROOT, L"Applications\\Pixvn8.exe\\shell\\open\\command", nullptr, open);
-
-        const std::wstring handler =
-            m_folder + (m_product.layout.vistaOrLater ? L"\\ThumbPvi32.dll" : L"\\ThumbPviXP32.dll");
-        RunToEnd(L"regsvr32.exe /s \"" + handler + L"\"");
+        g_installState.destinationFolder = m_folder;
+        g_installState.packageVersion = {8, 1, 5, 0};
+        RegisterProduct();
+        g_osVersion = realVersion;
+        g_installState = realState;
+        // regsvr32 is not waited for by registration; the handler must be in place.
+        WaitUntil([] { return RegKeyExists(HKEY_CLASSES_ROOT, kThumbnailProviderShellEx); }, 20000);
+        WaitForNoProcesses(L"regsvr32", L".exe", 20000);
     }
 
     // What the product writes for itself on its runs: settings, its document

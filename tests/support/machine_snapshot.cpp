@@ -37,41 +37,6 @@ void AddFiles(const std::wstring& folder, MachineSnapshot& snapshot)
     } while (::FindNextFileW(search.Get(), &found));
 }
 
-void AddKeys(HKEY root, const std::wstring& name, MachineSnapshot& snapshot)
-{
-    UniqueRegKey key;
-    if (::RegOpenKeyExW(root, name.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, key.Put()) != ERROR_SUCCESS) {
-        return;
-    }
-    snapshot.insert(name);
-    wchar_t valueName[16384];
-    BYTE data[4096];
-    for (DWORD i = 0;; ++i) {
-        DWORD nameChars = 16384;
-        DWORD size = sizeof(data);
-        DWORD type = 0;
-        const LONG result = ::RegEnumValueW(key.Get(), i, valueName, &nameChars, nullptr, &type, data, &size);
-        if (result == ERROR_NO_MORE_ITEMS) {
-            break;
-        }
-        std::wstring value = name + L" [" + valueName + L"]";
-        if (result == ERROR_SUCCESS && (type == REG_SZ || type == REG_EXPAND_SZ)) {
-            value += L" = " + std::wstring(reinterpret_cast<const wchar_t*>(data), size / sizeof(wchar_t));
-        } else if (result == ERROR_SUCCESS && type == REG_DWORD) {
-            value += L" = " + std::to_wstring(*reinterpret_cast<const DWORD*>(data));
-        }
-        snapshot.insert(value);
-    }
-    wchar_t subkey[256];
-    for (DWORD i = 0;; ++i) {
-        DWORD chars = 256;
-        if (::RegEnumKeyExW(key.Get(), i, subkey, &chars, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
-            break;
-        }
-        AddKeys(root, name + L"\\" + subkey, snapshot);
-    }
-}
-
 }  // namespace
 
 MachineSnapshot TakeMachineSnapshot()
@@ -81,27 +46,11 @@ MachineSnapshot TakeMachineSnapshot()
                                   L"P:"}) {
         AddFiles(folder, snapshot);
     }
-    AddKeys(HKEY_LOCAL_MACHINE, L"SOFTWARE", snapshot);
-    MachineSnapshot user;
-    AddKeys(HKEY_CURRENT_USER, L"Software", user);
-    for (const auto& item : user) {
-        snapshot.insert(L"HKCU\\" + item);
+    // Wine registers this class of its own the first time its desktop shows a window.
+    for (auto& line : SnapshotRegistry()) {
+        if (line.rfind(L"HKLM\\SOFTWARE\\Classes\\xmlfile\\", 0) != 0) {
+            snapshot.insert(line);
+        }
     }
     return snapshot;
-}
-
-std::vector<std::wstring> SnapshotChanges(const MachineSnapshot& before, const MachineSnapshot& after)
-{
-    std::vector<std::wstring> changes;
-    for (const auto& item : after) {
-        if (!before.count(item)) {
-            changes.push_back(L"+ " + item);
-        }
-    }
-    for (const auto& item : before) {
-        if (!after.count(item)) {
-            changes.push_back(L"- " + item);
-        }
-    }
-    return changes;
 }

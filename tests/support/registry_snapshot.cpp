@@ -5,50 +5,33 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <cstring>
-#include <cwchar>
+#include <tuple>
 
 namespace {
 
-std::wstring DescribeData(DWORD type, const std::vector<BYTE>& data)
+// Strings as text (with a mark when stored without their zero), numbers in
+// decimal, anything else by type and size.
+std::wstring DescribeData(DWORD type, const BYTE* data, DWORD bytes)
 {
     if (type == REG_SZ || type == REG_EXPAND_SZ) {
-        std::wstring text(reinterpret_cast<const wchar_t*>(data.data()), data.size() / sizeof(wchar_t));
-        // A string stored without its terminating zero is marked, so it differs.
+        std::wstring text(reinterpret_cast<const wchar_t*>(data), bytes / sizeof(wchar_t));
         const bool terminated = !text.empty() && text.back() == L'\0';
-        if (terminated) {
-            text.pop_back();
-        }
+        text.resize(text.size() - (terminated ? 1 : 0));
         return (type == REG_SZ ? L"REG_SZ:" : L"REG_EXPAND_SZ:") + text + (terminated ? L"" : L"<no zero>");
     }
-    if (type == REG_DWORD && data.size() == sizeof(DWORD)) {
-        DWORD number = 0;
-        std::memcpy(&number, data.data(), sizeof(number));
-        return L"REG_DWORD:" + std::to_wstring(number);
+    if (type == REG_DWORD && bytes == sizeof(DWORD)) {
+        return L"REG_DWORD:" + std::to_wstring(*reinterpret_cast<const DWORD*>(data));
     }
-    std::wstring text = L"type " + std::to_wstring(type) + L":";
-    for (BYTE b : data) {
-        wchar_t hex[4] = {};
-        std::swprintf(hex, 4, L"%02x", b);
-        text += hex;
-    }
-    return text;
+    return L"type " + std::to_wstring(type) + L", " + std::to_wstring(bytes) + L" bytes";
 }
 
 // Left out: nothing the installer or its removal touches lives there. The
 // interface and type-library lists hold most of the registry; the 32-bit view
 // shows some 64-bit keys a second time; Wine keeps its own passing state.
-bool IsSkipped(const std::wstring& path)
-{
-    for (const wchar_t* skipped : {L"HKLM\\SOFTWARE\\Classes\\Interface\\", L"HKLM\\SOFTWARE\\Classes\\TypeLib\\",
-                                   L"HKLM\\SOFTWARE\\Wow6432Node\\", L"HKLM\\SOFTWARE\\Classes\\Wow6432Node\\",
-                                   L"HKCU\\Software\\Wine\\"}) {
-        if (::lstrcmpiW(path.c_str(), skipped) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
+constexpr const wchar_t* kSkippedKeys[] = {
+    L"HKLM\\SOFTWARE\\Classes\\Interface\\",   L"HKLM\\SOFTWARE\\Classes\\TypeLib\\", L"HKLM\\SOFTWARE\\Wow6432Node\\",
+    L"HKLM\\SOFTWARE\\Classes\\Wow6432Node\\", L"HKCU\\Software\\Wine\\",
+};
 
 void AddTree(HKEY key, const std::wstring& path, RegistrySnapshot& lines)
 {
@@ -68,18 +51,20 @@ void AddTree(HKEY key, const std::wstring& path, RegistrySnapshot& lines)
         DWORD type = 0;
         DWORD bytes = static_cast<DWORD>(data.size());
         if (::RegEnumValueW(key, i, name.data(), &nameChars, nullptr, &type, data.data(), &bytes) == ERROR_SUCCESS) {
-            const std::vector<BYTE> value(data.begin(), data.begin() + bytes);
-            lines.insert(path + L"|" + (name[0] ? name.data() : L"@") + L" = " + DescribeData(type, value));
+            const std::wstring valueName = name[0] ? name.data() : L"@";
+            lines.insert(path + L"|" + valueName + L" = " + DescribeData(type, data.data(), bytes));
         }
     }
     for (DWORD i = 0; i < subkeys; ++i) {
         DWORD nameChars = static_cast<DWORD>(name.size());
+        UniqueRegKey child;
         if (::RegEnumKeyExW(key, i, name.data(), &nameChars, nullptr, nullptr, nullptr, nullptr) != ERROR_SUCCESS) {
             break;
         }
         const std::wstring childPath = path + name.data() + L"\\";
-        UniqueRegKey child;
-        if (!IsSkipped(childPath) && ::RegOpenKeyExW(key, name.data(), 0, KEY_READ, child.Put()) == ERROR_SUCCESS) {
+        const auto skipped = [&](const wchar_t* skip) { return ::lstrcmpiW(childPath.c_str(), skip) == 0; };
+        if (std::none_of(std::begin(kSkippedKeys), std::end(kSkippedKeys), skipped) &&
+            ::RegOpenKeyExW(key, name.data(), 0, KEY_READ, child.Put()) == ERROR_SUCCESS) {
             AddTree(child.Get(), childPath, lines);
         }
     }
@@ -90,17 +75,13 @@ void AddTree(HKEY key, const std::wstring& path, RegistrySnapshot& lines)
 RegistrySnapshot SnapshotRegistry()
 {
     RegistrySnapshot lines;
-    const struct {
-        HKEY root;
-        const wchar_t* key;
-        const wchar_t* name;
-    } roots[] = {{HKEY_LOCAL_MACHINE, L"SOFTWARE", L"HKLM\\SOFTWARE\\"},
-                 {HKEY_CURRENT_USER, L"Software", L"HKCU\\Software\\"}};
-    for (const auto& root : roots) {
-        UniqueRegKey key;
-        if (::RegOpenKeyExW(root.root, root.key, 0, KEY_READ, key.Put()) == ERROR_SUCCESS) {
-            AddTree(key.Get(), root.name, lines);
-        }
+    UniqueRegKey machine;
+    UniqueRegKey user;
+    if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE", 0, KEY_READ, machine.Put()) == ERROR_SUCCESS) {
+        AddTree(machine.Get(), L"HKLM\\SOFTWARE\\", lines);
+    }
+    if (::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software", 0, KEY_READ, user.Put()) == ERROR_SUCCESS) {
+        AddTree(user.Get(), L"HKCU\\Software\\", lines);
     }
     return lines;
 }
@@ -108,14 +89,11 @@ RegistrySnapshot SnapshotRegistry()
 std::vector<std::wstring> RegistryChanges(const RegistrySnapshot& before, const RegistrySnapshot& after)
 {
     std::vector<std::wstring> changes;
-    for (const std::wstring& line : after) {
-        if (!before.count(line)) {
-            changes.push_back(L"+ " + line);
-        }
-    }
-    for (const std::wstring& line : before) {
-        if (!after.count(line)) {
-            changes.push_back(L"- " + line);
+    for (const auto& [from, to, mark] : {std::tuple(&before, &after, L"+ "), std::tuple(&after, &before, L"- ")}) {
+        for (const std::wstring& line : *to) {
+            if (!from->count(line)) {
+                changes.push_back(mark + line);
+            }
         }
     }
     return changes;
