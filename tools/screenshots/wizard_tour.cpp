@@ -77,11 +77,29 @@ bool NormalInstallation()
     Shoot(wizard, L"04-group");
     wizard.Press(IDOK);
     Shoot(wizard, L"05-ready");
-    // The installing page shows while the wizard is busy: asked without
-    // waiting, and pictured from here meanwhile.
+    // The installing page shows while the wizard is busy installing: asked
+    // without waiting, caught with its Next button still disabled, and held
+    // there (the wizard's thread paused) while it is pictured.
     ::SendNotifyMessageW(wizard.Window(), WM_COMMAND, MAKEWPARAM(IDOK, BN_CLICKED), 0);
-    WaitUntil([&] { return wizard.IsShown(IDC_START_INSTALLING); }, 5000);
-    Shoot(wizard, L"06-installing");
+    UniqueHandle thread(::OpenThread(THREAD_SUSPEND_RESUME, FALSE,
+                                     ::GetWindowThreadProcessId(wizard.Window(), nullptr)));
+    const bool caught = WaitUntil(
+        [&] {
+            if (!wizard.IsShown(IDC_START_INSTALLING) || wizard.IsEnabled(IDOK, false)) {
+                return false;
+            }
+            ::SuspendThread(thread.Get());
+            if (!wizard.IsEnabled(IDOK, false)) {
+                return true;
+            }
+            ::ResumeThread(thread.Get());
+            return false;
+        },
+        10000);
+    if (caught) {
+        SaveWindowPicture(wizard.Window(), g_outFolder + L"\\06-installing.bmp");
+        ::ResumeThread(thread.Get());
+    }
     wizard.Sync();
     Shoot(wizard, L"07-finished");
     wizard.Press(IDOK);
