@@ -34,10 +34,10 @@ std::wstring FormatMessageText(UINT id, ...)
     return text;
 }
 
-int ShowMessageText(const std::wstring& text, UINT type)
+int ShowMessageText(const std::wstring& text, UINT type, HWND owner)
 {
     const std::wstring caption = LoadIntoBuffer(IDS_SETUP_CAPTION, kCaptionChars);
-    return ::MessageBoxW(nullptr, text.c_str(), caption.c_str(), type);
+    return ::MessageBoxW(owner, text.c_str(), caption.c_str(), type);
 }
 
 int ShowMessage(UINT id, UINT type)

@@ -15,8 +15,9 @@ std::wstring LoadMessageText(UINT id);
 // characters. "%s" takes a wide string, as everywhere in the catalogue.
 std::wstring FormatMessageText(UINT id, ...);
 
-// Shows text under caption text 2, with no owner window; returns the button pressed.
-int ShowMessageText(const std::wstring& text, UINT type);
+// Shows text under caption text 2, over owner (none: no owner window);
+// returns the button pressed.
+int ShowMessageText(const std::wstring& text, UINT type, HWND owner = nullptr);
 
 // Shows catalogue text id; returns the button pressed.
 int ShowMessage(UINT id, UINT type);

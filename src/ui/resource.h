@@ -43,3 +43,43 @@
 #define IDS_OFFER_RTF_BODY 108
 #define IDS_OFFER_RTF_CLOSE 109
 #define IDS_APP_TITLE 57344
+
+// Dialog templates and the wizard's side picture.
+#define IDB_SIDE_PICTURE 101
+#define IDD_SETUP 103
+#define IDD_AGREEMENT 104
+#define IDD_INTRO 105
+#define IDD_FOLDER 106
+#define IDD_GROUP 107
+#define IDD_START 108
+#define IDD_UNINST_OFFER 110
+
+// The wizard frame (Next and Cancel are IDOK and IDCANCEL).
+#define IDC_BACK 3
+#define IDC_SIDE_PICTURE 1002
+
+// Welcome page.
+#define IDC_INTRO_VERSION 1003
+
+// Agreement and group pages.
+#define IDC_AGREEMENT_TEXT 1000
+#define IDC_GROUP_NAME 1000
+#define IDC_GROUP_AUTOSTART 1008
+#define IDC_GROUP_DESKTOP_ICON 1009
+
+// Folder page: the three kinds in CurrentUser, AllUsers, Portable order.
+#define IDC_KIND_CURRENT_USER 1001
+#define IDC_KIND_ALL_USERS 1002
+#define IDC_KIND_PORTABLE 1003
+#define IDC_BROWSE 1005
+#define IDC_FOLDER_HINT 1006
+#define IDC_DESTINATION 1013
+
+// Ready, installing and finished page.
+#define IDC_START_INSTALLING 1009
+#define IDC_START_HEADING 1010
+#define IDC_START_DETAIL 1011
+#define IDC_START_FINISH_CHECK 1012
+
+// Uninstall offer.
+#define IDC_OFFER_TEXT 27300

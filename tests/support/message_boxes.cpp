@@ -6,6 +6,7 @@ namespace {
 
 constexpr int kMessageTextControl = 0xFFFF;  // the static that holds a message box's text
 constexpr int kMessageIconControl = 0x0440;
+constexpr int kWizardSidePicture = 1002;
 
 struct Search {
     DWORD processId;
@@ -19,8 +20,9 @@ BOOL CALLBACK FindSetupBox(HWND window, LPARAM param)
     wchar_t caption[64] = {};
     ::GetClassNameW(window, className, 64);
     ::GetWindowTextW(window, caption, 64);
+    // The wizard frame shares the caption; its side picture tells it apart.
     if (std::wstring(className) != L"#32770" || std::wstring(caption) != L"Pixvane Setup" ||
-        !::IsWindowVisible(window)) {
+        !::IsWindowVisible(window) || ::GetDlgItem(window, kWizardSidePicture)) {
         return TRUE;
     }
     DWORD owner = 0;

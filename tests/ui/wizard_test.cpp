@@ -1,0 +1,341 @@
+// The wizard as a user meets it: the real setup.exe, driven from outside
+// with the clicks and keys a user would give, and afterwards what the
+// installation it ran left on the machine.
+#include "support/message_boxes.h"
+#include "support/test_env.h"
+#include "support/uninstall_run.h"
+#include "support/wizard_driver.h"
+#include "system/services.h"
+#include "ui/resource.h"
+#include "ui/uninst_offer_dlg.h"
+
+#include <gtest/gtest.h>
+#include <shlobj.h>
+#include <tlhelp32.h>
+
+#include <algorithm>
+#include <string>
+#include <thread>
+
+namespace {
+
+constexpr DWORD kBoxWaitMs = 10000;
+constexpr DWORD kExitWaitMs = 60000;
+constexpr wchar_t kProductKey[] = L"SOFTWARE\\Quorvex\\Pixvane 8";
+constexpr wchar_t kDefaultFolder[] = L"C:\\Program Files\\Pixvane 8";
+
+// The text of the box that came, after answering it; empty when none came.
+std::wstring Answer(WizardDriver& wizard, int button)
+{
+    const auto box = AnswerMessageBox(button, kBoxWaitMs, wizard.Process().Id());
+    return box ? box->text : L"";
+}
+
+void StartAtFolderPage(WizardDriver& wizard, const std::wstring& arguments = L"")
+{
+    ASSERT_TRUE(wizard.Start(arguments));
+    wizard.Press(IDOK);
+    wizard.Press(IDOK);
+    ASSERT_EQ(wizard.PageName(), L"folder");
+}
+
+// Next on the ready page: the installation runs and the finished page shows.
+void InstallFromReadyPage(WizardDriver& wizard)
+{
+    ASSERT_EQ(wizard.PageName(), L"ready");
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.Text(IDOK, false), L"&Finish >");
+    EXPECT_TRUE(wizard.IsEnabled(IDOK, false));
+    EXPECT_FALSE(wizard.IsEnabled(IDCANCEL, false));
+    EXPECT_FALSE(wizard.IsEnabled(IDC_BACK, false));
+    EXPECT_EQ(wizard.Text(IDC_START_HEADING), L"Pixvane 8.01.05 has been successfully installed.");
+    // The page stands 4 pixels right of the picture, level with its top.
+    RECT picture = {};
+    RECT page = {};
+    ::GetWindowRect(wizard.Item(IDC_SIDE_PICTURE, false), &picture);
+    ::GetWindowRect(::GetParent(wizard.Item(IDC_START_HEADING)), &page);
+    EXPECT_EQ(page.left, picture.right + 4);
+    EXPECT_EQ(page.top, picture.top);
+}
+
+// Finish, with the finish check box as runAfter says; the exit code.
+int Finish(WizardDriver& wizard, bool runAfter = false)
+{
+    wizard.Check(IDC_START_FINISH_CHECK, runAfter);
+    wizard.Press(IDOK);
+    return wizard.Process().Wait(kExitWaitMs);
+}
+
+std::wstring Shortcut(int csidl, const std::wstring& group = L"")
+{
+    return GetSpecialFolderPath(csidl) + (group.empty() ? L"" : L"\\" + group) + L"\\Pixvane 8.lnk";
+}
+
+// The installed product's registration runs: one line each.
+size_t RegistrationRuns()
+{
+    const std::wstring calls = ProductCallsLog();
+    return static_cast<size_t>(std::count(calls.begin(), calls.end(), L'\n'));
+}
+
+// The comctl32 that a process loaded: the version 6 one lives in the side-by-side store.
+std::wstring CommonControlsOf(DWORD processId)
+{
+    UniqueHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPMODULE, processId));
+    MODULEENTRY32W module = {};
+    module.dwSize = sizeof module;
+    for (BOOL more = ::Module32FirstW(snapshot.Get(), &module); more; more = ::Module32NextW(snapshot.Get(), &module)) {
+        if (_wcsicmp(module.szModule, L"comctl32.dll") == 0) {
+            return module.szExePath;
+        }
+    }
+    return L"";
+}
+
+}  // namespace
+
+TEST(WizardFlow, ButtonsFollowThePageAndCancelOrDecliningEndsWith1602)
+{
+    WizardDriver wizard;
+    ASSERT_TRUE(wizard.Start());
+    EXPECT_NE(CommonControlsOf(wizard.Process().Id()).find(L"common-controls_6595b64144ccf1df_6."), std::wstring::npos)
+        << CommonControlsOf(wizard.Process().Id());
+    EXPECT_EQ(wizard.PageName(), L"welcome");
+    EXPECT_EQ(wizard.Caption(), L"Pixvane Setup");
+    EXPECT_FALSE(wizard.IsShown(IDC_BACK, false));
+    EXPECT_TRUE(wizard.IsShown(IDC_SIDE_PICTURE, false));
+    SYSTEMTIME now = {};
+    ::GetLocalTime(&now);
+    const std::wstring year = std::to_wstring(now.wYear);
+    const std::wstring version = wizard.Text(IDC_INTRO_VERSION);
+    EXPECT_EQ(version.substr(0, 21), L"Pixvane ver. 8.01.05 ");
+    EXPECT_NE(version.find(L"-" + year + L" "), std::wstring::npos) << version;
+
+    // Cancel asks, with No as the default; No keeps the page.
+    wizard.Press(IDCANCEL);
+    const auto box = AnswerMessageBox(IDNO, kBoxWaitMs, wizard.Process().Id());
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->text, LoadResString(IDS_CONFIRM_CANCEL));
+    EXPECT_TRUE(box->hasYes && box->hasNo && box->hasIcon);
+    EXPECT_EQ(box->defaultButton, IDNO);
+    EXPECT_EQ(wizard.PageName(), L"welcome");
+
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.PageName(), L"agreement");
+    EXPECT_EQ(wizard.Caption(), L"Please accept the License Agreement");
+    EXPECT_EQ(wizard.Text(IDOK, false), L"Yes");
+    EXPECT_EQ(wizard.Text(IDCANCEL, false), L"No");
+    EXPECT_TRUE(wizard.IsShown(IDC_BACK, false));
+    EXPECT_FALSE(wizard.IsShown(IDC_SIDE_PICTURE, false));
+    // The file's byte-order mark is kept as text.
+    EXPECT_EQ(wizard.Text(IDC_AGREEMENT_TEXT).substr(0, 19), L"\xFEFFPIXVANE 8 END-USER");
+
+    // Back to the welcome page takes the captions back.
+    wizard.Press(IDC_BACK);
+    EXPECT_EQ(wizard.Caption() + wizard.Text(IDCANCEL, false), L"Pixvane SetupCancel");
+    wizard.Press(IDOK);
+
+    // Declining the agreement is Cancel.
+    wizard.Press(IDCANCEL);
+    EXPECT_EQ(Answer(wizard, IDYES), LoadResString(IDS_CONFIRM_CANCEL));
+    EXPECT_EQ(wizard.Process().Wait(kExitWaitMs), 1602);
+
+    // The close box asks the same.
+    WizardDriver closed;
+    ASSERT_TRUE(closed.Start());
+    ::PostMessageW(closed.Window(), WM_CLOSE, 0, 0);
+    EXPECT_EQ(Answer(closed, IDYES), LoadResString(IDS_CONFIRM_CANCEL));
+    EXPECT_EQ(closed.Process().Wait(kExitWaitMs), 1602);
+}
+
+TEST(WizardFlow, PortableSkipsTheGroupPageBothWaysAndWantsAFolderFirst)
+{
+    RemoveTree(L"C:\\Pixvane 8");
+    RemoveTree(kDefaultFolder);
+    WizardDriver wizard;
+    StartAtFolderPage(wizard);
+    wizard.Choose(IDC_KIND_PORTABLE, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"");
+    EXPECT_EQ(wizard.Text(IDC_FOLDER_HINT), LoadResString(IDS_PORTABLE_BROWSE_HINT));
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_PORTABLE_BROWSE_FIRST));
+    EXPECT_EQ(wizard.PageName(), L"folder");
+
+    // A drive root takes the product folder without a second backslash.
+    ASSERT_TRUE(wizard.BrowseTo(L"C:\\"));
+    EXPECT_FALSE(FolderExists(kDefaultFolder));  // made only for the browser to show it
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"C:\\Pixvane 8");
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.PageName(), L"ready");
+    wizard.Press(IDC_BACK);
+    EXPECT_EQ(wizard.PageName(), L"folder");
+    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_PORTABLE));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), L"C:\\Pixvane 8");
+    wizard.Press(IDOK);
+
+    InstallFromReadyPage(wizard);
+    EXPECT_TRUE(wizard.IsShown(IDC_START_INSTALLING));
+    EXPECT_EQ(wizard.Text(IDC_START_INSTALLING),
+              L"To run portable Pixvane, double-click 'StartPV8' icon located at:\nC:");
+    EXPECT_FALSE(wizard.IsShown(IDC_START_FINISH_CHECK));
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(FileExists(L"C:\\Pixvane 8\\Pixvn8.exe"));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_PROGRAMS, L"Pixvane 8")));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_DESKTOPDIRECTORY)));
+    RemoveTree(L"C:\\Pixvane 8");
+}
+
+TEST(WizardFlow, TheGroupPageChecksItsNameOnBackTooAndChoicesSurviveBackAndNext)
+{
+    RemoveTree(kDefaultFolder);
+    WizardDriver wizard;
+    StartAtFolderPage(wizard);
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), kDefaultFolder);
+    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_ALL_USERS));
+    wizard.Press(IDOK);
+    ASSERT_EQ(wizard.PageName(), L"group");
+    EXPECT_EQ(wizard.Text(IDC_GROUP_NAME), L"Pixvane 8");
+
+    // Back asks the page too, and a refusal leaves the index lowered.
+    wizard.Type(IDC_GROUP_NAME, L"x");
+    wizard.Press(IDC_BACK);
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_GROUP_TOO_SHORT));
+    EXPECT_EQ(wizard.PageName(), L"group");
+    wizard.Type(IDC_GROUP_NAME, L"  ab \t");
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_GROUP_TOO_SHORT));
+    wizard.Type(IDC_GROUP_NAME, L"STARTUP");
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_GROUP_UNUSABLE));
+    wizard.Type(IDC_GROUP_NAME, L" Abc ");
+    wizard.Check(IDC_GROUP_AUTOSTART, true);
+    wizard.Check(IDC_GROUP_DESKTOP_ICON, false);
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.PageName(), L"folder");
+
+    wizard.Press(IDOK);
+    EXPECT_EQ(wizard.Text(IDC_GROUP_NAME), L"Abc");
+    EXPECT_TRUE(wizard.IsChecked(IDC_GROUP_AUTOSTART));
+    EXPECT_FALSE(wizard.IsChecked(IDC_GROUP_DESKTOP_ICON));
+    wizard.Press(IDOK);
+
+    InstallFromReadyPage(wizard);
+    EXPECT_FALSE(wizard.IsShown(IDC_START_INSTALLING));
+    EXPECT_TRUE(wizard.IsShown(IDC_START_FINISH_CHECK));
+    EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Run Pixvane");
+    EXPECT_FALSE(wizard.IsChecked(IDC_START_FINISH_CHECK));
+    EXPECT_EQ(wizard.Text(IDC_START_DETAIL), LoadResString(IDS_PRESS_FINISH));
+    EXPECT_EQ(Finish(wizard, true), 0);
+    // "Run Pixvane" was checked: the product runs, and is closed again.
+    HWND product = nullptr;
+    EXPECT_TRUE(WaitUntil([&] { return (product = ::FindWindowW(L"Pixvane8MainFrame", nullptr)) != nullptr; }, 10000));
+    ::PostMessageW(product, WM_CLOSE, 0, 0);
+    EXPECT_TRUE(WaitForNoProcesses(L"Pixvn8", L".exe", 10000));
+    EXPECT_TRUE(FileExists(std::wstring(kDefaultFolder) + L"\\Pixvn8.exe"));
+    EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"B");
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_PROGRAMS, L"Abc")));
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_STARTUP)));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_DESKTOPDIRECTORY)));
+    ::DeleteFileW(Shortcut(CSIDL_COMMON_STARTUP).c_str());
+}
+
+TEST(FolderPage, BrowseAddsTheProductFolderOnlyToAFolderInUseAndShunsAnOlderVersion)
+{
+    const std::wstring empty = MakeScratchFolder(L"wizard-empty");
+    const std::wstring used = MakeScratchFolder(L"wizard-used");
+    WriteTextFile(used + L"\\notes.txt", "mine");
+    const std::wstring older = MakeScratchFolder(L"wizard-pv6");
+    WriteTextFile(older + L"\\Pixvn6.exe", "MZ");
+    WizardDriver wizard;
+    StartAtFolderPage(wizard);
+
+    ASSERT_TRUE(wizard.BrowseTo(empty));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
+    EXPECT_FALSE(FolderExists(empty));  // the installation makes it again
+    ASSERT_TRUE(wizard.BrowseTo(older));
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_OLDER_VERSION_FOLDER));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
+    ASSERT_TRUE(wizard.BrowseTo(used));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), used + L"\\Pixvane 8");
+
+    wizard.Choose(IDC_KIND_CURRENT_USER, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
+    wizard.Press(IDOK);
+    wizard.Press(IDOK);
+    InstallFromReadyPage(wizard);
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(FileExists(used + L"\\Pixvane 8\\Pixvn8.exe"));
+    EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"A");
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_PROGRAMS, L"Pixvane 8")));
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_DESKTOPDIRECTORY)));
+}
+
+TEST(FinishedPage, AFileInUseOffersTheRestartAfterTheFolderPageNamedTheEarlierCopy)
+{
+    const std::wstring folder = MakeScratchFolder(L"wizard-busy");
+    ::CopyFileW(BuildPath(L"sample-versions\\8.1.2.3\\Pixvn8.exe").c_str(), (folder + L"\\Pixvn8.exe").c_str(), FALSE);
+    ::CopyFileW(PackagePath(L"pvcodec8.dll").c_str(), (folder + L"\\pvcodec8.dll").c_str(), FALSE);
+    FileHolder holder;
+    ASSERT_TRUE(holder.Hold(folder + L"\\pvcodec8.dll"));
+    WizardDriver wizard;
+    StartAtFolderPage(wizard, L"-instdir " + folder);
+    EXPECT_EQ(wizard.Text(IDC_FOLDER_HINT), LoadResString(IDS_PREVIOUS_COPY_IN_FOLDER));
+    wizard.Press(IDOK);
+    wizard.Press(IDOK);
+
+    InstallFromReadyPage(wizard);
+    EXPECT_EQ(wizard.Text(IDC_START_DETAIL), LoadResString(IDS_RESTART_NEEDED));
+    EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Restart the computer when I click \"Finish\"");
+    EXPECT_TRUE(wizard.IsChecked(IDC_START_FINISH_CHECK));
+    // Left checked, Finish would restart this test's own session.
+    EXPECT_EQ(Finish(wizard, false), 3010);
+}
+
+TEST(FinishedPage, SilentRunsShowNothingButSconfShowsTheFinishedPageAndInstallsOnce)
+{
+    ClearProductCallsLog();
+    ChildProcess silent;
+    ASSERT_TRUE(silent.Start(L"\"" + PackagePath(L"setup.exe") + L"\" -s", BuildPath(L"package").c_str()));
+    bool windowSeen = false;  // the wizard or a box of ours
+    WaitUntil(
+        [&] {
+            windowSeen = windowSeen || ::FindWindowW(L"#32770", L"Pixvane Setup") != nullptr;
+            return !silent.IsRunning();
+        },
+        kExitWaitMs);
+    EXPECT_FALSE(windowSeen);
+    EXPECT_EQ(silent.Wait(kExitWaitMs), 0);
+
+    WizardDriver wizard;
+    ASSERT_TRUE(wizard.Start(L"-sconf"));
+    EXPECT_EQ(wizard.PageName(), L"ready");
+    EXPECT_EQ(wizard.Text(IDC_START_HEADING), L"Pixvane 8.01.05 has been successfully installed.");
+    EXPECT_FALSE(wizard.IsEnabled(IDCANCEL, false));
+    EXPECT_EQ(Finish(wizard), 0);
+    EXPECT_TRUE(WaitUntil([] { return RegistrationRuns() >= 2; }, 10000));
+    ::Sleep(500);
+    EXPECT_EQ(RegistrationRuns(), 2u) << ProductCallsLog();
+}
+
+TEST(UninstOffer, ShowsItsOfferAsRichTextAndDeclinesWithUninstallAnyway)
+{
+    INT_PTR result = 0;
+    std::thread dialog([&] {
+        CUninstOfferDlg offer;
+        result = offer.DoModal(nullptr);
+    });
+    HWND window = nullptr;
+    EXPECT_TRUE(WaitUntil(
+        [&] {
+            window = ::FindWindowW(L"#32770", L"Pixvane 8 Uninstall - Free License Offer");
+            return window && ::IsWindowVisible(window);
+        },
+        10000));
+    std::wstring offer(2048, L'\0');
+    offer.resize(static_cast<size_t>(::GetWindowTextW(::GetDlgItem(window, IDC_OFFER_TEXT), offer.data(), 2048)));
+    EXPECT_EQ(offer.find(L"\\rtf"), std::wstring::npos);
+    EXPECT_EQ(offer.substr(0, 33), L"Before you uninstall Pixvane 8...");
+    EXPECT_NE(offer.find(L"Uninstall anyway to remove Pixvane 8 now."), std::wstring::npos) << offer;
+    ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
+    dialog.join();
+    EXPECT_EQ(result, IDCANCEL);
+}
