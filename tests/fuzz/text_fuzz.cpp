@@ -1,11 +1,13 @@
 // libFuzzer targets for the text logic that reads outside input: install-log
 // and package-list lines, the command line, paths, the shared instance list,
-// the WININIT block, the installer's options and names, "HomePage.url". One source, one target per FUZZ_* definition; each
+// the WININIT block, the installer's options and names, "HomePage.url", the
+// package list as the packaging side checks it. One source, one target per FUZZ_* definition; each
 // checks the properties the rest of the program relies on.
 #include "app/command_line_text.h"
 #include "app/instance_list_text.h"
 #include "install/closing_page_text.h"
 #include "install/install_text.h"
+#include "package/package_list_text.h"
 #include "system/path_text.h"
 #include "uninstall/deferred_delete_text.h"
 #include "uninstall/install_log_text.h"
@@ -177,6 +179,21 @@ void FuzzClosingPage(const uint8_t* data, size_t size)
     Require(UnquoteTarget(text).size() <= text.size());
 }
 
+// A package list against a small package folder: the list to pack begins
+// with the list given, and a list with its tail appended needs no second one.
+void FuzzPackageList(const uint8_t* data, size_t size)
+{
+    const std::vector<PayloadEntry> payload = {{L"setup.exe"}, {L"Pixvn8.exe"}, {L"PxvUnInst.exe"},
+                                               {L"Fx", true}, {L"Fx\\a.pvf"}};
+    const std::string list(reinterpret_cast<const char*>(data), size);
+    const PackageListCheck check = CheckPackageList(list, payload);
+    Require(check.list.starts_with(list));
+    Require(!check.tailAppended || !CheckPackageList(check.list, payload).tailAppended);
+    const std::wstring text = Wide(data, size, false);
+    const size_t half = text.size() / 2;
+    MatchesWildcard(text.substr(0, std::min<size_t>(half, 64)), text.substr(half, 64));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -195,6 +212,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FuzzInstallText(data, size);
 #elif defined(FUZZ_CLOSING_PAGE)
     FuzzClosingPage(data, size);
+#elif defined(FUZZ_PACKAGE_LIST)
+    FuzzPackageList(data, size);
 #endif
     return 0;
 }
