@@ -123,10 +123,17 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
         return 1;
     }
     const std::wstring source = from + name;
+    const std::wstring target = to + (newName ? std::wstring(newName) : name);
+    // The usual case, a target not there yet, in one call that refuses to
+    // overwrite, without the existence tests first: under Wine each test of
+    // a name not there searches the whole target folder. When this fails
+    // (no source, a target already there) the steps below decide as always.
+    if (::CopyFileW(source.c_str(), target.c_str(), TRUE)) {
+        return 1;
+    }
     if (!PathExists(source)) {
         return 0;
     }
-    const std::wstring target = to + (newName ? std::wstring(newName) : name);
 
     if (sameFolder && PathExists(target) && !::DeleteFileW(target.c_str())) {
         return 1;

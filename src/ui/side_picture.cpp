@@ -102,9 +102,11 @@ void SetSidePicture(HWND control)
     if (size.right <= 0 || size.bottom <= 0) {
         return;
     }
+    // A device bitmap, not a DIB section: the picture is kept run-length
+    // encoded, which DIB sections cannot hold. Read back at 32 bits below.
     HBITMAP original = static_cast<HBITMAP>(::LoadImageW(::GetModuleHandleW(nullptr),
                                                          MAKEINTRESOURCEW(IDB_SIDE_PICTURE), IMAGE_BITMAP, 0, 0,
-                                                         LR_CREATEDIBSECTION));
+                                                         LR_DEFAULTCOLOR));
     if (!original) {
         return;  // the template's own bitmap stays
     }
