@@ -1,11 +1,13 @@
 // How long "setup.exe -s" takes to install a package, next to "xcopy /e /i /q"
 // of the same tree and an NSIS installer of the same payload, in the same
-// prefix. The contenders take turns within each round (who goes first
+// prefix; and the self-extracting package of that folder ("-s") next to an
+// NSIS installer compressed the same way ("/S"), with both files' sizes. The contenders take turns within each round (who goes first
 // rotates), each into an empty product folder, and the installation is taken
 // away again after each; the median of the rounds is reported, with ratios.
 //   install_bench.exe ROUNDS SET_FOLDER...
 // Each SET_FOLDER holds "package" (the unpacked package: payload, package
-// list, setup.exe and the product's files) and "nsis-stored.exe".
+// list, setup.exe and the product's files), "nsis-stored.exe", and, when the
+// package is compared, "Pixvane8-Setup.exe" and "nsis-lzma.exe".
 // scripts/bench-install.sh prepares them and runs this.
 #include "app/product_names.h"
 #include "support/test_env.h"
@@ -133,8 +135,18 @@ struct Contender {
 struct SetResult {
     std::wstring label;
     size_t files = 0;
+    std::vector<const char*> names;
     std::vector<double> medians;  // in contender order
 };
+
+unsigned long long FileBytes(const std::wstring& path)
+{
+    WIN32_FILE_ATTRIBUTE_DATA data = {};
+    if (!::GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data)) {
+        return 0;
+    }
+    return (static_cast<unsigned long long>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
 
 SetResult BenchSet(const std::wstring& setFolder, int rounds)
 {
@@ -147,6 +159,13 @@ SetResult BenchSet(const std::wstring& setFolder, int rounds)
         // NSIS takes the folder after "/D=" unquoted, as the last argument.
         {"NSIS stored", Quoted(setFolder + L"\\nsis-stored.exe") + L" /S /D=" + kDestination, payload.files, {}},
     };
+    const std::wstring selfExtracting = setFolder + L"\\Pixvane8-Setup.exe";
+    const std::wstring lzma = setFolder + L"\\nsis-lzma.exe";
+    const bool comparePackage = FileExists(selfExtracting) && FileExists(lzma);
+    if (comparePackage) {
+        contenders.push_back({"package -s", Quoted(selfExtracting) + L" -s", payload.files, {}});
+        contenders.push_back({"NSIS LZMA", Quoted(lzma) + L" /S /D=" + kDestination, payload.files, {}});
+    }
     SetResult result;
     result.label = setFolder.substr(setFolder.rfind(L'\\') + 1);
     result.files = payload.files;
@@ -171,18 +190,27 @@ SetResult BenchSet(const std::wstring& setFolder, int rounds)
         }
         std::printf("\n");
     }
+    std::printf("  median of %d:", rounds);
     for (const Contender& contender : contenders) {
+        result.names.push_back(contender.name);
         result.medians.push_back(Median(contender.seconds));
+        std::printf(" %s %.3f s", contender.name, result.medians.back());
     }
     const double setup = result.medians[0];
-    std::printf("  median of %d: setup -s %.3f s, xcopy %.3f s, NSIS stored %.3f s; "
-                "setup/xcopy %.2f, setup/NSIS %.2f\n",
-                rounds, setup, result.medians[1], result.medians[2], setup / result.medians[1],
+    std::printf("; setup/xcopy %.2f, setup/NSIS %.2f\n  per file:", setup / result.medians[1],
                 setup / result.medians[2]);
-    std::printf("  per file: setup -s %.2f ms, xcopy %.2f ms, NSIS stored %.2f ms\n",
-                1000.0 * setup / static_cast<double>(result.files),
-                1000.0 * result.medians[1] / static_cast<double>(result.files),
-                1000.0 * result.medians[2] / static_cast<double>(result.files));
+    for (size_t c = 0; c < contenders.size(); ++c) {
+        std::printf(" %s %.2f ms", contenders[c].name, 1000.0 * result.medians[c] / static_cast<double>(result.files));
+    }
+    std::printf("\n");
+    if (comparePackage) {
+        const double packageBytes = static_cast<double>(FileBytes(selfExtracting));
+        const double lzmaBytes = static_cast<double>(FileBytes(lzma));
+        std::printf("  self-extracting package %.2f MiB, NSIS LZMA installer %.2f MiB: size ratio %.3f; "
+                    "time ratio package -s / NSIS LZMA %.2f\n",
+                    packageBytes / (1024.0 * 1024.0), lzmaBytes / (1024.0 * 1024.0), packageBytes / lzmaBytes,
+                    result.medians[3] / result.medians[4]);
+    }
     std::fflush(stdout);
     return result;
 }
@@ -215,9 +243,8 @@ int main(int argc, char** argv)
                                            [](const SetResult& a, const SetResult& b) { return a.files < b.files; });
         const double extra = static_cast<double>(most->files - fewest->files);
         std::printf("each further file (set %ls to set %ls):", fewest->label.c_str(), most->label.c_str());
-        const char* names[] = {"setup -s", "xcopy", "NSIS stored"};
-        for (size_t c = 0; c < 3; ++c) {
-            std::printf(" %s %.2f ms", names[c], 1000.0 * (most->medians[c] - fewest->medians[c]) / extra);
+        for (size_t c = 0; c < std::min(fewest->medians.size(), most->medians.size()); ++c) {
+            std::printf(" %s %.2f ms", most->names[c], 1000.0 * (most->medians[c] - fewest->medians[c]) / extra);
         }
         std::printf("\n");
     }

@@ -3,6 +3,9 @@
 # NSIS installer (stored, no compression) of the same payload, in a throwaway
 # Wine prefix: 2,000 files / 200 MiB in 12 folders, then 200 and 20,000 small
 # files to show the cost per file. Prints medians, ratios and ms per file.
+# The self-extracting package (scripts/package.sh) of the same package folder
+# is set against an NSIS installer of the same payload compressed the same
+# way (solid LZMA): their sizes, and the times of "-s" and "/S".
 #   scripts/bench-install.sh [ROUNDS]     (after scripts/build.sh; default 3)
 #   BENCH_SETS="200" scripts/bench-install.sh 1     (only some payload sets)
 # The payloads (bench/payload.py) and installers are kept in
@@ -52,17 +55,35 @@ EOF
     rm -f "$script"
 }
 
+# The compression of the self-extracting package (src/package/package.nsi).
+solid_lzma="SetCompressor /SOLID /FINAL lzma
+SetCompressorDictSize 32
+SetDatablockOptimize off"
+
+# stale FILE SET [MORE...]: FILE is missing or older than the set's package
+# folder (or than any of MORE).
+stale() {
+    local file="$1" set="$2" name
+    shift 2
+    for name in "$work/$set/package.stamp" "${product_files[@]/#/$work/$set/package/}" \
+                "$work/$set/package/setup.exe" "$@"; do
+        [ "$file" -nt "$name" ] || return 0
+    done
+    return 1
+}
+
 cmake --build "$build" --target install_bench sample_package
 windows_folders=()
 for set in "${sets[@]}"; do
     make_package "$set"
-    installer="$work/$set/nsis-stored.exe"
-    stale=0
-    for name in package.stamp "${product_files[@]/#/package/}" package/setup.exe; do
-        [ "$installer" -nt "$work/$set/$name" ] || stale=1
-    done
-    if [ $stale -eq 1 ]; then
-        make_nsis_installer "$work/$set/package" "$installer" "SetCompress off"
+    if stale "$work/$set/nsis-stored.exe" "$set"; then
+        make_nsis_installer "$work/$set/package" "$work/$set/nsis-stored.exe" "SetCompress off"
+    fi
+    if stale "$work/$set/nsis-lzma.exe" "$set"; then
+        make_nsis_installer "$work/$set/package" "$work/$set/nsis-lzma.exe" "$solid_lzma"
+    fi
+    if stale "$work/$set/Pixvane8-Setup.exe" "$set" "$root/src/package/package.nsi" "$root/scripts/package.sh"; then
+        "$root/scripts/package.sh" "$work/$set/package" "$work/$set/Pixvane8-Setup.exe" >/dev/null
     fi
     windows_folders+=("Z:${work//\//\\}\\$set")
 done

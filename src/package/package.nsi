@@ -32,14 +32,14 @@ XPStyle on
 !include LogicLib.nsh
 
 Name "Pixvane 8"
-Caption "Pixvane 8 Setup"
+Caption "Pixvane 8"
 OutFile "${OUTFILE}"
 BrandingText " "
 ShowInstDetails nevershow
 AutoCloseWindow true
 InstProgressFlags smooth
 ChangeUI all "${NSISDIR}\Contrib\UIs\sdbarker_tiny.exe"
-SubCaption 3 " "
+SubCaption 3 " Setup"
 Page instfiles
 
 !ifndef VERSION

@@ -1,5 +1,6 @@
 #include "support/uninstall_run.h"
 
+#include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "system/handles.h"
 
@@ -130,6 +131,21 @@ bool IsPendingDeletion(const std::wstring& path)
 void SimulateRestart()
 {
     RunToEnd(L"wineboot.exe -r", 120000);
+}
+
+void RemoveThroughProgramsList()
+{
+    ChildProcess programsList;
+    if (!programsList.Start(L"uninstaller.exe --remove \"Pixvane 8\"")) {
+        return;
+    }
+    while (programsList.Wait(100) == -1) {
+        if (const auto box = WaitForMessageBox(100)) {
+            PressButton(*box, IDYES);
+        }
+    }
+    WaitForNoProcesses(L"uni", L".tmp", 60000);
+    SimulateRestart();
 }
 
 std::wstring ProductCallsLog()

@@ -31,6 +31,10 @@ bool IsPendingDeletion(const std::wstring& path);
 // Carries out what waits for the restart, as the next start of Windows would.
 void SimulateRestart();
 
+// Removes Pixvane 8 as a user does from the programs list, saying Yes if
+// asked, waits for the second stage and restarts.
+void RemoveThroughProgramsList();
+
 // The product double's record of its registration runs, and clearing it.
 std::wstring ProductCallsLog();
 void ClearProductCallsLog();

@@ -32,7 +32,7 @@ function(add_wine_tests name)
     PROPERTIES FIXTURES_REQUIRED WinePrefix TIMEOUT 180)
 endfunction()
 
-foreach(subsystem app system uninstall install ui licence)
+foreach(subsystem app system uninstall install ui licence package)
   file(GLOB sources CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/${subsystem}/*_test.cpp)
   list(FILTER sources EXCLUDE REGEX "_text_test\\.cpp$")
   if(sources)

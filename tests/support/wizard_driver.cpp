@@ -75,6 +75,12 @@ bool WizardDriver::Start(const std::wstring& arguments)
     return m_wizard != nullptr;
 }
 
+bool WizardDriver::Attach(DWORD processId, DWORD timeoutMs)
+{
+    WaitUntil([&] { return (m_wizard = FindDialogOf(processId, true)) != nullptr; }, timeoutMs);
+    return m_wizard != nullptr;
+}
+
 HWND WizardDriver::Page() const
 {
     for (HWND child = ::GetWindow(m_wizard, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT)) {

@@ -15,6 +15,9 @@ public:
     // arguments) as a first installation, the registry's record of earlier
     // ones forgotten, and waits for the wizard; false when it did not come.
     bool Start(const std::wstring& arguments = L"");
+    // Waits for the wizard of a setup.exe started by someone else (the
+    // self-extracting package); false when none came within timeoutMs.
+    bool Attach(DWORD processId, DWORD timeoutMs);
     ChildProcess& Process() { return m_setup; }
     HWND Window() const { return m_wizard; }
 

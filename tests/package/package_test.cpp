@@ -1,0 +1,257 @@
+// The self-extracting package as users and administrators meet it: the real
+// Pixvane8-Setup.exe that the build packs from the sample package, run from
+// a download folder, silent and interactive, and the machine it leaves
+// compared with what setup.exe itself makes.
+#include "install/installation.h"
+#include "support/machine_snapshot.h"
+#include "support/test_env.h"
+#include "support/uninstall_run.h"
+#include "support/wizard_driver.h"
+#include "system/path_text.h"
+#include "ui/resource.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Texts = std::vector<std::wstring>;
+
+constexpr DWORD kRunTimeoutMs = 120000;
+const std::wstring kDefaultFolder = L"C:\\Program Files\\Pixvane 8";
+
+std::wstring Quoted(const std::wstring& text)
+{
+    return L"\"" + text + L"\"";
+}
+
+std::wstring TempFolder()
+{
+    wchar_t path[MAX_PATH] = {};
+    const DWORD length = ::GetTempPathW(MAX_PATH, path);
+    return std::wstring(path, length > 0 ? length - 1 : 0);
+}
+
+std::set<std::wstring> TempEntries()
+{
+    std::set<std::wstring> names;
+    WIN32_FIND_DATAW found = {};
+    UniqueFindHandle search(::FindFirstFileW((TempFolder() + L"\\*").c_str(), &found));
+    for (bool more = static_cast<bool>(search); more; more = ::FindNextFileW(search.Get(), &found) != FALSE) {
+        names.insert(found.cFileName);
+    }
+    return names;
+}
+
+// A package of this build in a download folder of its own, with what an
+// administrator puts beside it: settings and a licence. Its path.
+std::wstring Download(const std::wstring& package = L"Pixvane8-Setup.exe")
+{
+    const std::wstring folder = MakeScratchFolder(L"My Downloads");
+    for (const std::wstring file : {L"sfx\\Pixvn8.ini", L"sfx\\Pixvn8.reg", L"sfx\\Pixvane.pv8lic", package.c_str()}) {
+        ::CopyFileW(BuildPath(file).c_str(), (folder + L"\\" + file.substr(file.rfind(L'\\') + 1)).c_str(), FALSE);
+    }
+    return folder + L"\\Pixvane8-Setup.exe";
+}
+
+struct WindowSearch {
+    std::vector<DWORD> processIds;
+    std::set<std::wstring> seen;
+};
+
+BOOL CALLBACK NoteWindow(HWND window, LPARAM param)
+{
+    auto* search = reinterpret_cast<WindowSearch*>(param);
+    DWORD owner = 0;
+    ::GetWindowThreadProcessId(window, &owner);
+    if (::IsWindowVisible(window) &&
+        std::find(search->processIds.begin(), search->processIds.end(), owner) != search->processIds.end()) {
+        wchar_t caption[256] = {};
+        ::GetWindowTextW(window, caption, 256);
+        search->seen.insert(caption);
+    }
+    return TRUE;
+}
+
+struct Outcome {
+    int exitCode = -1;
+    Texts windows;  // the captions of what the program or the setup it started showed
+};
+
+// Runs a program to its end, watching the windows it and any setup.exe
+// show; then waits for what setup started without waiting (the handler's
+// registration, and unless told not to, the product's "-regonly" run).
+Outcome RunWatched(const std::wstring& commandLine, bool waitForProduct = true)
+{
+    Outcome run;
+    ChildProcess program;
+    if (!program.Start(commandLine)) {
+        return run;
+    }
+    WindowSearch search;
+    const ULONGLONG end = ::GetTickCount64() + kRunTimeoutMs;
+    while ((run.exitCode = program.Wait(20)) == -1 && ::GetTickCount64() < end) {
+        search.processIds = FindProcesses(L"setup", L".exe");
+        search.processIds.push_back(program.Id());
+        ::EnumWindows(NoteWindow, reinterpret_cast<LPARAM>(&search));
+    }
+    run.windows.assign(search.seen.begin(), search.seen.end());
+    WaitForNoProcesses(L"regsvr32", L".exe", 10000);
+    if (waitForProduct) {
+        WaitForNoProcesses(L"Pixvn8", L".exe", 10000);
+    }
+    return run;
+}
+
+class Package : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        SimulateRestart();
+        ClearProductCallsLog();
+        // Windows has this key, which registration writes into and removal leaves.
+        UniqueRegKey applications;
+        ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", 0, nullptr, 0, KEY_READ, nullptr,
+                          applications.Put(), nullptr);
+        m_tempBefore = TempEntries();
+        m_before = TakeMachineSnapshot();
+    }
+
+    void TearDown() override
+    {
+        if (RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8")) {
+            RemoveThroughProgramsList();
+        }
+        RemoveTree(kDefaultFolder);
+        RemoveTree(L"C:\\Pixvane Apps");
+    }
+
+    Texts ChangesSinceStart() const { return SnapshotChanges(m_before, TakeMachineSnapshot()); }
+
+    std::set<std::wstring> m_tempBefore;
+    MachineSnapshot m_before;
+};
+
+TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
+{
+    const std::wstring package = Download();
+    const Outcome run = RunWatched(Quoted(package) + L" -s");
+    EXPECT_EQ(run.exitCode, kExitInstalled);
+    EXPECT_EQ(run.windows, Texts{});
+    EXPECT_EQ(TempEntries(), m_tempBefore);
+    // What the administrator put beside the package reached the product folder.
+    for (const wchar_t* file : {L"\\Pixvn8.ini", L"\\Pixvn8.reg", L"\\Pixvane.pv8lic"}) {
+        EXPECT_TRUE(FileExists(kDefaultFolder + file)) << file;
+    }
+    const MachineSnapshot throughPackage = TakeMachineSnapshot();
+
+    RemoveThroughProgramsList();
+    EXPECT_EQ(ChangesSinceStart(), Texts{});
+
+    // setup.exe run from the unpacked folder, told of the same package file.
+    const std::wstring setup = Quoted(PackagePath(L"setup.exe"));
+    ASSERT_EQ(RunWatched(setup + L" -s " + Quoted(L"-sfxname=" + package)).exitCode, kExitInstalled);
+    EXPECT_EQ(SnapshotChanges(throughPackage, TakeMachineSnapshot()), Texts{});
+}
+
+TEST_F(Package, ADamagedPackageEndsWithOneAndShowsNothingWhenSilent)
+{
+    const Outcome run = RunWatched(Quoted(Download(L"damaged\\Pixvane8-Setup.exe")) + L" -s");
+    EXPECT_EQ(run.exitCode, kExitDamagedPackage);
+    EXPECT_EQ(run.windows, Texts{});
+    EXPECT_EQ(TempEntries(), m_tempBefore);
+    EXPECT_EQ(ChangesSinceStart(), Texts{});
+}
+
+TEST_F(Package, DoubleClickedItRunsSetupFromAPrivateFolderAndTheWizardInstalls)
+{
+    const std::wstring package = Download();
+    ChildProcess run;
+    ASSERT_TRUE(run.Start(Quoted(package)));
+    std::vector<DWORD> setups;
+    ASSERT_TRUE(WaitUntil([&] { return !(setups = FindProcesses(L"setup", L".exe")).empty(); }, 30000));
+    WizardDriver wizard;
+    ASSERT_TRUE(wizard.Attach(setups.front(), 30000));
+
+    // A folder of its own, with a name nobody could have guessed, in the
+    // temporary folder; told where the package is.
+    const Texts arguments = SplitCommandLine(CommandLineOf(setups.front()));
+    ASSERT_EQ(arguments.size(), 2u);
+    const std::wstring privateFolder = ParentFolder(arguments[0]);
+    EXPECT_EQ(ParentFolder(privateFolder), TempFolder());
+    const std::wstring name = privateFolder.substr(privateFolder.rfind(L'\\') + 1);
+    EXPECT_EQ(name.size(), 24u);
+    EXPECT_EQ(name.find_first_not_of(L"0123456789ABCDEF", 4), std::wstring::npos) << name;
+    EXPECT_EQ(arguments[1], L"-sfxname=" + package);
+
+    for (const wchar_t* page : {L"welcome", L"agreement", L"folder", L"group", L"ready"}) {
+        EXPECT_EQ(wizard.PageName(), page);
+        wizard.Press(IDOK);
+    }
+    EXPECT_EQ(wizard.Text(IDC_START_HEADING), L"Pixvane 8.01.05 has been successfully installed.");
+    wizard.Check(IDC_START_FINISH_CHECK, false);
+    wizard.Press(IDOK);
+    EXPECT_EQ(run.Wait(60000), kExitInstalled);
+    EXPECT_FALSE(FolderExists(privateFolder));
+    EXPECT_TRUE(FileExists(kDefaultFolder + L"\\Pixvane.pv8lic"));
+}
+
+TEST_F(Package, PassesTheArgumentsOnAndLoadsNoLibraryPlantedBesideIt)
+{
+    const std::wstring package = Download();
+    const std::wstring folder = ParentFolder(package);
+    // System libraries that programs load from their own folder when nothing
+    // stops them. Wine prefers its builtin copies; told to prefer files, it
+    // searches as Windows does. Not for the first two in the package itself:
+    // Wine's own user32 takes them by bare name as every program starts,
+    // which the user32 of Windows does not.
+    const Texts names = {L"version", L"uxtheme", L"userenv", L"dwmapi", L"cryptbase", L"propsys", L"apphelp",
+                         L"profapi", L"oleacc", L"msimg32", L"riched20", L"cryptsp", L"ntmarta", L"secur32"};
+    for (size_t i = 0; i < names.size(); ++i) {
+        for (const wchar_t* program : {L"Pixvane8-Setup.exe", L"setup.exe"}) {
+            if (i >= 2 || program == std::wstring(L"setup.exe")) {
+                SetRegString(HKEY_CURRENT_USER, std::wstring(L"Software\\Wine\\AppDefaults\\") + program +
+                             L"\\DllOverrides", names[i].c_str(), L"native,builtin");
+            }
+        }
+        ::CopyFileW(BuildPath(L"planted\\planted.dll").c_str(), (folder + L"\\" + names[i] + L".dll").c_str(), FALSE);
+    }
+    const auto loaded = [&] {
+        Texts found;
+        for (const auto& name : names) {
+            if (::DeleteFileW((folder + L"\\" + name + L".dll.loaded").c_str())) {
+                found.push_back(name);
+            }
+        }
+        return found;
+    };
+
+    // The control: setup.exe started from that folder itself takes the
+    // version.dll it imports, so a planted library is seen when loaded.
+    ASSERT_TRUE(::CopyFileW(PackagePath(L"setup.exe").c_str(), (folder + L"\\setup.exe").c_str(), FALSE));
+    RunToEnd(Quoted(folder + L"\\setup.exe") + L" -s", 30000);
+    const Texts control = loaded();
+    EXPECT_NE(std::find(control.begin(), control.end(), L"version"), control.end());
+    ::DeleteFileW((folder + L"\\setup.exe").c_str());
+
+    // The user's arguments reach setup as given: a folder with a blank, and
+    // the product started at the end.
+    const std::wstring destination = L"C:\\Pixvane Apps\\Eight";
+    const Outcome run = RunWatched(Quoted(package) + L"  -s -instdir " + Quoted(destination) + L" -RUNAFTER", false);
+    EXPECT_EQ(run.exitCode, kExitInstalled);
+    EXPECT_EQ(loaded(), Texts{});
+    EXPECT_TRUE(FileExists(destination + L"\\Pixvn8.ini"));
+    HWND product = nullptr;
+    EXPECT_TRUE(WaitUntil([&] { return (product = ::FindWindowW(nullptr, L"Pixvane 8 - untitled")) != nullptr; }, 15000));
+    ::PostMessageW(product, WM_CLOSE, 0, 0);
+    WaitForNoProcesses(L"Pixvn8", L".exe", 10000);
+    for (const wchar_t* program : {L"Pixvane8-Setup.exe", L"setup.exe"}) {
+        DeleteRegTree(HKEY_CURRENT_USER, std::wstring(L"Software\\Wine\\AppDefaults\\") + program);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,34 @@
+#!/bin/bash
+# Packaging as a vendor does it: a list that is not right stops it and is
+# named by its line; a list without the reverse "Make Dir: " tail is packed
+# with one; a throwaway certificate signs setup.exe, PxvUnInst.exe and the
+# package, and osslsigncode verifies all three.
+#   packaging_test.sh REPOSITORY PACKAGE_FOLDER
+set -euo pipefail
+root="$1"
+folder="$2"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAILED: $*" >&2; exit 1; }
+
+cp -r "$folder" "$work/bad"
+printf 'File Copy: Missing.dll\r\n' >>"$work/bad/PxvUnInst.log"
+line=$(wc -l <"$work/bad/PxvUnInst.log")
+if "$root/scripts/package.sh" "$work/bad" "$work/bad.exe" 2>"$work/errors"; then fail "a bad list was packed"; fi
+grep -q "PxvUnInst.log, line $line: File Copy: Missing.dll" "$work/errors" || fail "line not named: $(cat "$work/errors")"
+[ ! -e "$work/bad.exe" ] || fail "a package was made"
+
+# The sample list ends with its five folders in reverse order; cut them.
+cp -r "$folder" "$work/good"
+head -n -5 "$folder/PxvUnInst.log" >"$work/good/PxvUnInst.log"
+openssl req -x509 -newkey rsa:2048 -nodes -subj "/CN=Quorvex Test Signing" -days 2 \
+    -keyout "$work/key.pem" -out "$work/cert.pem" 2>/dev/null
+"$root/scripts/package.sh" --cert "$work/cert.pem" --key "$work/key.pem" "$work/good" "$work/signed.exe" >/dev/null
+7z e -o"$work/packed" "$work/signed.exe" '$_1_/setup.exe' '$_1_/PxvUnInst.exe' '$_1_/PxvUnInst.log' >/dev/null
+for file in "$work/signed.exe" "$work/packed/setup.exe" "$work/packed/PxvUnInst.exe"; do
+    osslsigncode verify -CAfile "$work/cert.pem" -in "$file" >/dev/null || fail "$file is not signed"
+done
+cmp "$folder/PxvUnInst.log" "$work/packed/PxvUnInst.log" || fail "the packed list lacks its tail"
+# The vendor's own files are left as they were.
+cmp "$folder/setup.exe" "$work/good/setup.exe" || fail "the package folder's setup.exe was changed"
+echo "packaging: passed"
