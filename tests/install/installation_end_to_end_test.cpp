@@ -1,12 +1,14 @@
-// The installation as a machine sees it: the real setup.exe of a package
-// folder, unattended or answered like a user, then the real uninstaller, and
-// the machine compared with how it was before.
+// Installation and removal as a machine sees them: the real setup.exe of a
+// package folder, unattended or answered like a user, then the real
+// uninstaller with its temporary second stage and the restart that finishes
+// what was in use, and the machine compared with how it was before.
 #include "install/installation.h"
 #include "install/version_checks.h"
 #include "support/machine_snapshot.h"
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
@@ -24,10 +26,20 @@ using Texts = std::vector<std::wstring>;
 
 constexpr DWORD kRunTimeoutMs = 120000;
 const std::wstring kDefaultFolder = L"C:\\Program Files\\Pixvane 8";
+const std::wstring kUninstallKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8";
+const std::wstring kFileExts = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\FileExts\\";
+// Another user of the machine, known only by that user's hive and profile.
+const std::wstring kOtherUser = L"S-1-5-21-1000-1000-1000-1001\\";
+const std::wstring kOtherProfile = L"C:\\users\\pxother";
 
 std::wstring Quoted(const std::wstring& text)
 {
     return L"\"" + text + L"\"";
+}
+
+std::string Narrow(const std::wstring& text)
+{
+    return std::string(text.begin(), text.end());  // ASCII paths only
 }
 
 // The exit code, once what setup started without waiting (the thumbnail
@@ -45,32 +57,23 @@ std::wstring OlderSetup()
     return BuildPath(L"sample-versions\\8.1.2.3\\setup.exe");
 }
 
-std::string Narrow(const std::wstring& text)
-{
-    return std::string(text.begin(), text.end());  // ASCII paths only
-}
-
 // Files and folders (these with a trailing "\") below folder, relative to it.
 std::set<std::wstring> FilesBelow(const std::wstring& folder, const std::wstring& relative = L"")
 {
     std::set<std::wstring> files;
     WIN32_FIND_DATAW found = {};
     UniqueFindHandle search(::FindFirstFileW((folder + L"\\" + relative + L"*").c_str(), &found));
-    if (!search) {
-        return files;
-    }
-    do {
+    for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
         const std::wstring name = relative + found.cFileName;
-        if (std::wstring(found.cFileName) == L"." || std::wstring(found.cFileName) == L"..") {
+        if (found.cFileName[0] == L'.') {
             continue;
         }
-        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            files.insert(name + L"\\");
+        const bool isFolder = found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY;
+        files.insert(isFolder ? name + L"\\" : name);
+        if (isFolder) {
             files.merge(FilesBelow(folder, name + L"\\"));
-        } else {
-            files.insert(name);
         }
-    } while (::FindNextFileW(search.Get(), &found));
+    }
     return files;
 }
 
@@ -89,21 +92,22 @@ protected:
         ClearProductCallsLog();
         // Windows has this key, which registration writes into and removal
         // leaves; a fresh Wine prefix lacks it.
-        UniqueRegKey applications;
-        ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", 0, nullptr, 0, KEY_READ, nullptr,
-                          applications.Put(), nullptr);
+        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Other.Viewer", L"SOFTWARE\\Other");
         m_before = TakeMachineSnapshot();
     }
 
     void TearDown() override
     {
-        if (RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8")) {
+        ::RegDeleteKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine", L"Version");
+        if (RegKeyExists(HKEY_LOCAL_MACHINE, kUninstallKey)) {
             RemoveThroughProgramsList();
         }
         for (const wchar_t* folder : {L"C:\\Program Files\\Pixvane 8", L"C:\\Apps", L"C:\\Программы",
-                                      L"P:\\Pixvane 8", L"P:\\StartPV8.exe"}) {
+                                      L"P:\\Pixvane 8", L"P:\\StartPV8.exe", kOtherProfile.c_str()}) {
             RemoveTree(folder);
         }
+        DeleteRegTree(HKEY_CURRENT_USER, kFileExts);  // only ever made by tests
+        DeleteRegTree(HKEY_USERS, kOtherUser);
     }
 
     // As a user removes it from the programs list, saying Yes if asked (a
@@ -126,14 +130,49 @@ protected:
     MachineSnapshot m_before;
 };
 
-TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalGivesTheMachineBack)
+// What the product and its users add to an installation on their own, which
+// the removal must still find or must leave: an earlier version's log,
+// shortcuts no log names (in the common startup folder and in another user's
+// folders), settings, associations, a user's file, and other programs'
+// entries beside the product's.
+TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTheProgramsListLeavesOnlyTheUsersOwn)
 {
+    const std::wstring folder = kDefaultFolder;
+    const std::wstring userPrograms = kOtherProfile + L"\\Start Menu\\Programs";
+    for (const auto& [name, path] : {std::pair{L"Desktop", kOtherProfile + L"\\Desktop"},
+                                     {L"Startup", userPrograms + L"\\Startup"}, {L"Programs", userPrograms}}) {
+        MakeFolders(path);
+        SetRegString(HKEY_USERS, kOtherUser + L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders",
+                     name, path);
+    }
+    WriteTextFile(kOtherProfile + L"\\Desktop\\Holiday notes.txt", "mine");
+    WriteTextFile(userPrograms + L"\\Other Tool.txt", "mine");
+    const std::pair<HKEY, std::wstring> others[] = {
+        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 7"},
+        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Other Viewer"},
+        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\otherview.exe"},
+        {HKEY_CLASSES_ROOT, L"Applications\\otherview.exe"},
+        {HKEY_CLASSES_ROOT, L"Pixvane.7"},
+        {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\otherhost"},
+        {HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\otherhost"},
+        {HKEY_USERS, kOtherUser + L"SOFTWARE\\Quorvex\\Pixvane 7"},
+        {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Applications\\otherview.exe"},
+    };
+    for (const auto& [root, key] : others) {
+        SetRegString(root, key, nullptr, L"theirs");
+    }
+    SetRegString(HKEY_CURRENT_USER, kFileExts + L".gif\\UserChoice", L"Progid", L"otherview");
+    for (const wchar_t* extension : {L".jpg", L".png"}) {
+        SetRegString(HKEY_CURRENT_USER, kFileExts + extension, L"OpenWith", L"mspaint.exe");
+    }
+    m_before = TakeMachineSnapshot();
+
     const std::wstring sfx = BuildPath(L"sfx\\Pixvane8Setup.exe");
     ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -sfxname=" + sfx), kExitInstalled);
 
     // No x64 or portable files for a 64-bit all-users installation; the
     // codec is not the system's, so it is copied.
-    EXPECT_EQ(FilesBelow(kDefaultFolder),
+    EXPECT_EQ(FilesBelow(folder),
               (std::set<std::wstring>{L"Effects\\", L"Effects\\Frames\\", L"Effects\\Frames\\Classic.png",
                                       L"Effects\\Frames\\Rounded.png", L"Effects\\Frames\\Wide\\",
                                       L"Effects\\Frames\\Wide\\Panorama.png", L"Effects\\Outline.pvf",
@@ -143,20 +182,180 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalGivesT
                                       L"Pixvn8.reg", L"Pixvn8Man.chm", L"PxvUnInst.exe", L"PxvUnInst.log",
                                       L"ReadMe.txt", L"ThumbPvi32.dll", L"ThumbPviXP32.dll", L"agreement.txt",
                                       L"pvcodec8.dll", L"x64\\"}));
-
     const std::wstring group = GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8";
-    const std::wstring desktopLink = GetSpecialFolderPath(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\Pixvane 8.lnk";
-    const Texts links = {group + L"\\Pixvane 8.lnk", group + L"\\Pixvane 8 Help.lnk", desktopLink};
+    const std::wstring desktop = GetSpecialFolderPath(CSIDL_COMMON_DESKTOPDIRECTORY);
     std::string expectedLog = ReadTextFile(PackagePath(L"PxvUnInst.log")) + "\r\nMade Dir: " + Narrow(group) + "\r\n";
-    for (const auto& link : links) {
+    for (const auto& link : {group + L"\\Pixvane 8.lnk", group + L"\\Pixvane 8 Help.lnk", desktop + L"\\Pixvane 8.lnk"}) {
         EXPECT_TRUE(FileExists(link)) << link;
         expectedLog += "Shell Link: " + Narrow(link) + "\r\n";
     }
     expectedLog += "File Copy: Pixvn8.ini\r\nFile Copy: Pixvn8.reg\r\nFile Copy: Pixvane.pv8lic\r\n";
-    EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\PxvUnInst.log"), expectedLog);
-    EXPECT_EQ(ProductCallsLog(), L"regonly " + kDefaultFolder + L" in " + kDefaultFolder + L"\r\n");
+    EXPECT_EQ(ReadTextFile(folder + L"\\PxvUnInst.log"), expectedLog);
+    EXPECT_EQ(ProductCallsLog(), L"regonly " + folder + L" in " + folder + L"\r\n");
 
-    RemoveThroughProgramsList();
+    ::DeleteFileW((folder + L"\\Pixvane.pv8lic").c_str());  // unlicensed, the removal asks
+    WriteTextFile(folder + L"\\My notes.txt", "mine");
+    WriteTextFile(folder + L"\\Pixvn8.cfg", "settings");
+    ::SetFileAttributesW((folder + L"\\Pixvn8Man.chm").c_str(), FILE_ATTRIBUTE_READONLY);
+    ::SetFileAttributesW((folder + L"\\Languages\\Deutsch.lng").c_str(), FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
+    WriteTextFile(folder + L"\\Pixvn7.exe", "version 7");
+    WriteTextFile(folder + L"\\install.log", "File Copy: Pixvn7.exe\r\nFile Copy: install.log\r\nShell Link: " +
+                                                 Narrow(desktop) + "\\Pixvane 7.lnk\r\n");
+    const std::wstring userLink = userPrograms + L"\\Pixvane 8\\Pixvane 8.lnk";
+    for (const std::wstring& link : {desktop + L"\\Pixvane 7.lnk", userLink, userPrograms + L"\\Startup\\Pixvane 8.lnk",
+                                     kOtherProfile + L"\\Desktop\\Pixvane 8.lnk",
+                                     GetSpecialFolderPath(CSIDL_COMMON_STARTUP) + L"\\Pixvane 8.lnk"}) {
+        MakeFolders(ParentFolder(link));
+        WriteTextFile(link, "link");
+    }
+    ::SetFileAttributesW(userLink.c_str(), FILE_ATTRIBUTE_READONLY);
+    for (const auto& [root, key] : {std::pair{HKEY_CURRENT_USER, std::wstring(L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings")},
+                                    {HKEY_CLASSES_ROOT, L"PV8.Document\\DefaultIcon"},
+                                    {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
+                                    {HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
+                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings"},
+                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"}}) {
+        SetRegString(root, key, nullptr, folder);
+    }
+    SetRegString(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex", L"LastProduct", L"Pixvane 8");  // values only, above
+    for (const wchar_t* extension : {L".jpg", L".png"}) {
+        SetRegString(HKEY_CURRENT_USER, kFileExts + extension + L"\\UserChoice", L"Progid", L"Applications\\Pixvn8.exe");
+        SetRegString(HKEY_CURRENT_USER, kFileExts + extension, L"PixvnOld", L"mspaint.exe");
+    }
+    ClearProductCallsLog();
+
+    ChildProcess programsList;
+    ASSERT_TRUE(programsList.Start(L"uninstaller.exe --remove \"Pixvane 8\""));
+    const auto box = AnswerMessageBox(IDYES, 30000);
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->text, LoadMessageText(IDS_CONFIRM_UNINSTALL));
+    // The copy first gives the first stage a second to end, then schedules itself.
+    std::vector<DWORD> stages;
+    ASSERT_TRUE(WaitUntil([&] { return !(stages = SecondStageProcesses()).empty(); }, 30000));
+    UniqueHandle stage(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, stages.front()));
+    FILETIME created = {};
+    FILETIME unused[3] = {};
+    ASSERT_TRUE(::GetProcessTimes(stage.Get(), &created, &unused[0], &unused[1], &unused[2]));
+    std::wstring secondStage;
+    ASSERT_TRUE(WaitUntil([&] { return !(secondStage = CommandLineOf(stages.front())).empty(); }, 500));
+    const std::vector<std::wstring> arguments = SplitCommandLine(secondStage);
+    ASSERT_EQ(arguments.size(), 3u) << secondStage;  // interactive: no "-s"
+    ASSERT_TRUE(WaitUntil([&] { return IsPendingDeletion(arguments[0]); }, 30000));
+    FILETIME scheduled = {};
+    ::GetSystemTimeAsFileTime(&scheduled);
+    const auto ticks = [](FILETIME time) { return ULARGE_INTEGER{{time.dwLowDateTime, time.dwHighDateTime}}.QuadPart; };
+    EXPECT_GE((ticks(scheduled) - ticks(created)) / 10000, 1000u);
+    EXPECT_EQ(::WaitForSingleObject(stage.Get(), 60000), WAIT_OBJECT_0);
+    EXPECT_EQ(programsList.Wait(30000), 0);
+
+    // The folder with its blank comes whole, quoted on the command line.
+    EXPECT_EQ(arguments[1], L"-delself");
+    EXPECT_EQ(arguments[2], folder + L"\\PxvUnInst.exe");
+    EXPECT_NE(secondStage.find(L" -delself " + Quoted(arguments[2])), std::wstring::npos) << secondStage;
+    // Only the handler of this Windows version, then the product, each in the product folder.
+    EXPECT_EQ(ProductCallsLog(), L"unregister " + folder + L"\\ThumbPvi32.dll in " + folder + L"\r\nunregonly " +
+                                     folder + L" in " + folder + L"\r\n");
+    // The x64 folder is handed to the restart even when gone; a missing x32
+    // folder is not, and without it the product folder that keeps the
+    // user's file is not either.
+    EXPECT_TRUE(IsPendingDeletion(folder + L"\\x64"));
+    EXPECT_FALSE(IsPendingDeletion(folder + L"\\x32"));
+    EXPECT_FALSE(IsPendingDeletion(folder));
+    // "." and ".." of the "*.*" search in a user's group fail as files and
+    // wait for the restart like any file in use.
+    EXPECT_TRUE(IsPendingDeletion(userPrograms)) << PendingFileRenames();
+
+    SimulateRestart();
+    EXPECT_FALSE(FileExists(arguments[0]));
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\My notes.txt"}));
+    for (const auto& [root, key] : others) {
+        DeleteRegTree(root, key);
+    }
+    DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex");
+}
+
+// Before Vista the product kept each extension's former program in
+// "PixvnOld"; the removal gives it back, and unregisters the XP handler.
+TEST_F(InstallationEndToEnd, OnAnOlderSystemTheFormerProgramsGetTheirExtensionsBack)
+{
+    SetRegString(HKEY_CURRENT_USER, kFileExts + L".jpg", L"Application", L"mspaint.exe");
+    SetRegString(HKEY_CURRENT_USER, kFileExts + L".png", L"OpenWith", L"mspaint.exe");
+    // The user's own choice, with a stale "PixvnOld" that old systems keep.
+    SetRegString(HKEY_CURRENT_USER, kFileExts + L".gif", L"Application", L"otherview.exe");
+    SetRegString(HKEY_CURRENT_USER, kFileExts + L".gif", L"PixvnOld", L"mspaint.exe");
+    m_before = TakeMachineSnapshot();
+    // Every program started from here on sees Windows XP (x64).
+    SetRegString(HKEY_CURRENT_USER, L"Software\\Wine", L"Version", L"winxp64");
+    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s"), kExitInstalled);
+    for (const wchar_t* extension : {L".jpg", L".png"}) {
+        SetRegString(HKEY_CURRENT_USER, kFileExts + extension, L"Application", L"Pixvn8.exe");
+    }
+    SetRegString(HKEY_CURRENT_USER, kFileExts + L".jpg", L"PixvnOld", L"mspaint.exe");
+    // The Uninstall entry goes by a single key deletion, not a tree deletion.
+    ASSERT_TRUE(SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey + L"\\Extra", L"x", L"y"));
+
+    ChildProcess firstStage;
+    ASSERT_TRUE(firstStage.Start(Quoted(kDefaultFolder + L"\\PxvUnInst.exe")));
+    EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, firstStage.Id()));
+    EXPECT_TRUE(WaitForSecondStage(60000));
+    SimulateRestart();
+
+    // The key stays whole, its 11 values and the subkey that kept it.
+    const std::wstring entry = L"+ HKLM\\" + kUninstallKey + L"\\";
+    const Texts changes = ChangesSinceStart();
+    EXPECT_EQ(changes.size(), 14u);
+    for (const std::wstring& change : changes) {
+        EXPECT_EQ(change.rfind(entry, 0), 0u) << change;
+    }
+    DeleteRegTree(HKEY_LOCAL_MACHINE, kUninstallKey);
+}
+
+// A licensed removal asks nothing and passes "-s"; a temporary folder with a
+// blank quotes only the copy's name. What another program holds open, a
+// logged file and the x32 folder, goes at the restart with the product folder.
+TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithTheProductFolder)
+{
+    const std::wstring folder = kDefaultFolder;
+    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -sfxname=" + BuildPath(L"sfx\\Pixvane8Setup.exe")),
+              kExitInstalled);
+    const std::wstring inUse = folder + L"\\Languages\\English.lng";
+    const std::wstring x32 = folder + L"\\x32";
+    ASSERT_TRUE(::CreateDirectoryW(x32.c_str(), nullptr));
+    FileHolder fileHolder;
+    FileHolder folderHolder;
+    ASSERT_TRUE(fileHolder.Hold(inUse));
+    ASSERT_TRUE(folderHolder.Hold(x32));
+    const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
+    wchar_t tmp[MAX_PATH] = {};
+    wchar_t temp[MAX_PATH] = {};
+    ::GetEnvironmentVariableW(L"TMP", tmp, MAX_PATH);
+    ::GetEnvironmentVariableW(L"TEMP", temp, MAX_PATH);
+    ::SetEnvironmentVariableW(L"TMP", temporary.c_str());
+    ::SetEnvironmentVariableW(L"TEMP", temporary.c_str());
+    ChildProcess firstStage;
+    const bool started = firstStage.Start(Quoted(folder + L"\\PxvUnInst.exe"));  // inheriting the folder
+    ::SetEnvironmentVariableW(L"TMP", tmp);
+    ::SetEnvironmentVariableW(L"TEMP", temp);
+    ASSERT_TRUE(started);
+
+    std::wstring commandLine;
+    ASSERT_TRUE(WaitForSecondStage(60000, &commandLine));
+    // The copy was started from its unquoted path, or it would not have run.
+    EXPECT_EQ(commandLine.rfind(L"\"" + temporary + L"\\uni", 0), 0u) << commandLine;
+    const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
+    ASSERT_EQ(arguments.size(), 4u) << commandLine;
+    EXPECT_EQ(arguments[2], folder + L"\\PxvUnInst.exe");
+    EXPECT_EQ(arguments[3], L"-s");
+    EXPECT_TRUE(IsPendingDeletion(arguments[0]));
+    EXPECT_TRUE(FileExists(inUse));
+    EXPECT_FALSE(FileExists(folder + L"\\Languages\\Deutsch.lng"));
+    for (const std::wstring& pending : {inUse, folder + L"\\Languages", x32, folder}) {
+        EXPECT_TRUE(IsPendingDeletion(pending)) << pending;
+    }
+
+    fileHolder.Release();
+    folderHolder.Release();
+    SimulateRestart();
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 }
 
@@ -205,6 +404,9 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
         EXPECT_EQ(file.find(L".new"), std::wstring::npos) << file;
         EXPECT_EQ(file.find(L".old"), std::wstring::npos) << file;
     }
+    // The removal climbs the two-level group to the Programs folder.
+    RemoveThroughProgramsList();
+    EXPECT_EQ(ChangesSinceStart(), Texts{});
 }
 
 TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRunsGoAhead)

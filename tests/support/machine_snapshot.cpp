@@ -1,56 +1,125 @@
 #include "support/machine_snapshot.h"
 
-#include "support/test_env.h"
 #include "system/handles.h"
 
 #include <windows.h>
 
+#include <algorithm>
+#include <tuple>
+
 namespace {
 
-bool IsVolatile(const std::wstring& path)
+// Strings as text (with a mark when stored without their zero), numbers in
+// decimal, anything else by type and size.
+std::wstring DescribeData(DWORD type, const BYTE* data, DWORD bytes)
 {
-    for (const wchar_t* part : {L"\\Temp", L"\\temp", L"\\Pixvn8Double", L"\\pxtest"}) {
-        if (path.find(part) != std::wstring::npos) {
+    if (type == REG_SZ || type == REG_EXPAND_SZ) {
+        std::wstring text(reinterpret_cast<const wchar_t*>(data), bytes / sizeof(wchar_t));
+        const bool terminated = !text.empty() && text.back() == L'\0';
+        text.resize(text.size() - (terminated ? 1 : 0));
+        return (type == REG_SZ ? L"REG_SZ:" : L"REG_EXPAND_SZ:") + text + (terminated ? L"" : L"<no zero>");
+    }
+    if (type == REG_DWORD && bytes == sizeof(DWORD)) {
+        return L"REG_DWORD:" + std::to_wstring(*reinterpret_cast<const DWORD*>(data));
+    }
+    return L"type " + std::to_wstring(type) + L", " + std::to_wstring(bytes) + L" bytes";
+}
+
+// Left out, by the end of their path: nothing the installer or its removal
+// touches lives there. The interface and type-library lists hold most of the
+// registry; the 32-bit view shows some 64-bit keys a second time; Wine keeps
+// its own passing state, and registers the xmlfile class the first time its
+// desktop shows a window.
+bool IsSkipped(const std::wstring& path)
+{
+    for (const std::wstring skip : {L"\\Classes\\Interface\\", L"\\Classes\\TypeLib\\", L"\\Wow6432Node\\",
+                                    L"\\Software\\Wine\\", L"\\Classes\\xmlfile\\"}) {
+        if (path.size() >= skip.size() && ::lstrcmpiW(path.c_str() + path.size() - skip.size(), skip.c_str()) == 0) {
             return true;
         }
     }
     return false;
 }
 
-void AddFiles(const std::wstring& folder, MachineSnapshot& snapshot)
+void AddKey(HKEY root, const std::wstring& key, const std::wstring& path, MachineSnapshot& lines)
+{
+    UniqueRegKey opened;
+    DWORD subkeys = 0, values = 0, maxNameChars = 0, maxDataBytes = 0;
+    if (IsSkipped(path) || ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, opened.Put()) != ERROR_SUCCESS ||
+        ::RegQueryInfoKeyW(opened.Get(), nullptr, nullptr, nullptr, &subkeys, nullptr, nullptr, &values,
+                           &maxNameChars, &maxDataBytes, nullptr, nullptr) != ERROR_SUCCESS) {
+        return;
+    }
+    lines.insert(path);
+    std::vector<wchar_t> name(std::max<DWORD>(maxNameChars + 1, 256));
+    std::vector<BYTE> data(maxDataBytes + 2);
+    for (DWORD i = 0; i < values; ++i) {
+        DWORD nameChars = static_cast<DWORD>(name.size());
+        DWORD type = 0;
+        DWORD bytes = static_cast<DWORD>(data.size());
+        if (::RegEnumValueW(opened.Get(), i, name.data(), &nameChars, nullptr, &type, data.data(), &bytes) ==
+            ERROR_SUCCESS) {
+            lines.insert(path + L"|" + (name[0] ? name.data() : L"@") + L" = " + DescribeData(type, data.data(), bytes));
+        }
+    }
+    for (DWORD i = 0; i < subkeys; ++i) {
+        DWORD nameChars = static_cast<DWORD>(name.size());
+        if (::RegEnumKeyExW(opened.Get(), i, name.data(), &nameChars, nullptr, nullptr, nullptr, nullptr) ==
+            ERROR_SUCCESS) {
+            AddKey(opened.Get(), name.data(), path + name.data() + L"\\", lines);
+        }
+    }
+}
+
+void AddFiles(const std::wstring& folder, MachineSnapshot& lines)
 {
     WIN32_FIND_DATAW found = {};
     UniqueFindHandle search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
-    if (!search) {
-        return;
-    }
-    do {
+    for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
         const std::wstring name = found.cFileName;
         const std::wstring path = folder + L"\\" + name;
-        if (name == L"." || name == L".." || IsVolatile(path)) {
+        // Temporary folders, the double's records and the tests' scratch folders change on their own.
+        if (name == L"." || name == L".." || name == L"Temp" || name == L"temp" || name == L"Pixvn8Double" ||
+            name == L"pxtest") {
             continue;
         }
-        snapshot.insert(path);
+        lines.insert(path);
         if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            AddFiles(path, snapshot);
+            AddFiles(path, lines);
         }
-    } while (::FindNextFileW(search.Get(), &found));
+    }
 }
 
 }  // namespace
 
-MachineSnapshot TakeMachineSnapshot()
+MachineSnapshot TakeMachineSnapshot(bool files)
 {
-    MachineSnapshot snapshot;
+    MachineSnapshot lines;
+    AddKey(HKEY_LOCAL_MACHINE, L"SOFTWARE", L"HKLM\\SOFTWARE\\", lines);
+    wchar_t user[256] = {};
+    for (DWORD i = 0, chars = 256; ::RegEnumKeyExW(HKEY_USERS, i, user, &chars, nullptr, nullptr, nullptr, nullptr) ==
+                                   ERROR_SUCCESS;
+         ++i, chars = 256) {
+        AddKey(HKEY_USERS, std::wstring(user) + L"\\Software", L"HKU\\" + std::wstring(user) + L"\\Software\\", lines);
+    }
     for (const wchar_t* folder : {L"C:\\Program Files", L"C:\\ProgramData", L"C:\\users", L"C:\\windows\\Installer",
                                   L"P:"}) {
-        AddFiles(folder, snapshot);
-    }
-    // Wine registers this class of its own the first time its desktop shows a window.
-    for (auto& line : SnapshotRegistry()) {
-        if (line.rfind(L"HKLM\\SOFTWARE\\Classes\\xmlfile\\", 0) != 0) {
-            snapshot.insert(line);
+        if (files) {
+            AddFiles(folder, lines);
         }
     }
-    return snapshot;
+    return lines;
+}
+
+std::vector<std::wstring> SnapshotChanges(const MachineSnapshot& before, const MachineSnapshot& after)
+{
+    std::vector<std::wstring> changes;
+    for (const auto& [from, to, mark] : {std::tuple(&before, &after, L"+ "), std::tuple(&after, &before, L"- ")}) {
+        for (const std::wstring& line : *to) {
+            if (!from->count(line)) {
+                changes.push_back(mark + line);
+            }
+        }
+    }
+    return changes;
 }
