@@ -111,6 +111,7 @@ class Package : public ::testing::Test {
 protected:
     void SetUp() override
     {
+        RemoveAnyInstallation();  // an earlier test's would be upgraded and then removed too
         SimulateRestart();
         ClearProductCallsLog();
         // Windows has this key, which registration writes into and removal leaves.
@@ -121,7 +122,9 @@ protected:
         m_before = TakeMachineSnapshot();
     }
 
-    void TearDown() override
+    void TearDown() override { RemoveAnyInstallation(); }
+
+    static void RemoveAnyInstallation()
     {
         if (RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8")) {
             RemoveThroughProgramsList();
