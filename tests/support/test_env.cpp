@@ -1,6 +1,5 @@
 #include "support/test_env.h"
 
-#include <shellapi.h>
 #include <tlhelp32.h>
 
 #include <filesystem>
@@ -81,15 +80,15 @@ void MakeFolders(const std::wstring& path)
     }
 }
 
-bool ChildProcess::Start(const std::wstring& commandLine, const wchar_t* workingFolder)
+bool ChildProcess::Start(const std::wstring& commandLine, const wchar_t* workingFolder, bool inheritHandles)
 {
     std::vector<wchar_t> writable(commandLine.begin(), commandLine.end());
     writable.push_back(L'\0');
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info = {};
-    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
-                          &info)) {
+    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, inheritHandles, 0, nullptr, workingFolder,
+                          &startup, &info)) {
         return false;
     }
     UniqueHandle thread(info.hThread);
@@ -121,11 +120,6 @@ void ChildProcess::Kill()
     }
 }
 
-ChildProcess::~ChildProcess()
-{
-    Kill();
-}
-
 int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
 {
     ChildProcess child;
@@ -154,29 +148,46 @@ bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, 
     return WaitUntil([&] { return FindProcesses(prefix, suffix).empty(); }, timeoutMs);
 }
 
-namespace {
-
-bool SetRegValue(HKEY root, const std::wstring& key, const wchar_t* name, DWORD type, const void* data, DWORD size)
+HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match)
 {
-    UniqueRegKey opened;
-    if (::RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, opened.Put(),
-                          nullptr) != ERROR_SUCCESS) {
-        return false;
-    }
-    return ::RegSetValueExW(opened.Get(), name, 0, type, static_cast<const BYTE*>(data), size) == ERROR_SUCCESS;
+    struct Search {
+        DWORD processId;
+        const std::function<bool(HWND)>& match;
+        HWND found;
+    } search{processId, match, nullptr};
+    ::EnumWindows(
+        [](HWND window, LPARAM param) -> BOOL {
+            auto* search = reinterpret_cast<Search*>(param);
+            DWORD owner = 0;
+            ::GetWindowThreadProcessId(window, &owner);
+            wchar_t className[16] = {};
+            ::GetClassNameW(window, className, 16);
+            if ((search->processId == 0 || owner == search->processId) && std::wstring(className) == L"#32770" &&
+                ::IsWindowVisible(window) && search->match(window)) {
+                search->found = window;
+                return FALSE;
+            }
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    return search.found;
 }
 
-}  // namespace
+std::wstring WindowText(HWND window)
+{
+    wchar_t text[4096] = {};
+    DWORD_PTR ignored = 0;
+    ::SendMessageTimeoutW(window, WM_GETTEXT, 4096, reinterpret_cast<LPARAM>(text), SMTO_NORMAL, 10000, &ignored);
+    return text;
+}
 
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value)
 {
-    return SetRegValue(root, key, name, REG_SZ, value.c_str(),
-                       static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-}
-
-bool SetRegDword(HKEY root, const std::wstring& key, const wchar_t* name, DWORD value)
-{
-    return SetRegValue(root, key, name, REG_DWORD, &value, sizeof(value));
+    UniqueRegKey opened;
+    return ::RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr,
+                             opened.Put(), nullptr) == ERROR_SUCCESS &&
+           ::RegSetValueExW(opened.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                            static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
 
 namespace {
