@@ -30,16 +30,15 @@ std::wstring MakeScratchFolder(const std::wstring& name)
     return folder;
 }
 
+// INVALID_FILE_ATTRIBUTES has every bit set.
 bool FileExists(const std::wstring& path)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+    return (::GetFileAttributesW(path.c_str()) & (FILE_ATTRIBUTE_DIRECTORY | 0x80000000)) == 0;
 }
 
 bool FolderExists(const std::wstring& path)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+    return (::GetFileAttributesW(path.c_str()) & (FILE_ATTRIBUTE_DIRECTORY | 0x80000000)) == FILE_ATTRIBUTE_DIRECTORY;
 }
 
 void WriteTextFile(const std::wstring& path, const std::string& bytes)
@@ -55,35 +54,23 @@ std::string ReadTextFile(const std::wstring& path)
 
 void RemoveTree(const std::wstring& path)
 {
+    std::error_code ignored;
     ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);  // a read-only file would stay
-    if (!FolderExists(path)) {
-        ::DeleteFileW(path.c_str());
-        return;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path, ignored)) {
+        ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
     }
-    WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW((path + L"\\*").c_str(), &found));
-    for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
-        if (std::wstring(found.cFileName) != L"." && std::wstring(found.cFileName) != L"..") {
-            RemoveTree(path + L"\\" + found.cFileName);
-        }
-    }
-    search.Reset();
-    ::RemoveDirectoryW(path.c_str());
+    std::filesystem::remove_all(path, ignored);
 }
 
 void MakeFolders(const std::wstring& path)
 {
-    for (size_t i = 3; i <= path.size(); ++i) {
-        if (i == path.size() || path[i] == L'\\') {
-            ::CreateDirectoryW(path.substr(0, i).c_str(), nullptr);
-        }
-    }
+    std::error_code ignored;
+    std::filesystem::create_directories(path, ignored);
 }
 
 bool ChildProcess::Start(const std::wstring& commandLine, const wchar_t* workingFolder, bool inheritHandles)
 {
-    std::vector<wchar_t> writable(commandLine.begin(), commandLine.end());
-    writable.push_back(L'\0');
+    std::wstring writable = commandLine;
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info = {};
@@ -183,46 +170,30 @@ std::wstring WindowText(HWND window)
 
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value)
 {
-    UniqueRegKey opened;
-    return ::RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr,
-                             opened.Put(), nullptr) == ERROR_SUCCESS &&
-           ::RegSetValueExW(opened.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                            static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
+    return ::RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value.c_str(),
+                             static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
-
-namespace {
-
-// The key opened for reading in the 64-bit view; empty when it cannot be.
-UniqueRegKey OpenForReading(HKEY root, const std::wstring& key)
-{
-    UniqueRegKey opened;
-    ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put());
-    return opened;
-}
-
-}  // namespace
 
 bool RegKeyExists(HKEY root, const std::wstring& key)
 {
-    return OpenForReading(root, key).IsValid();
+    UniqueRegKey opened;
+    return ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, opened.Put()) == ERROR_SUCCESS;
 }
 
 bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name)
 {
-    const UniqueRegKey opened = OpenForReading(root, key);
-    return opened && ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+    return ::RegGetValueW(root, key.c_str(), name, RRF_RT_ANY, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
 }
 
 std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name)
 {
-    const UniqueRegKey opened = OpenForReading(root, key);
+    const DWORD types = RRF_RT_REG_SZ | RRF_RT_REG_MULTI_SZ;
     DWORD size = 0;
-    if (!opened || ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
+    if (::RegGetValueW(root, key.c_str(), name, types, nullptr, nullptr, &size) != ERROR_SUCCESS) {
         return {};
     }
-    std::wstring value(size / sizeof(wchar_t) + 1, L'\0');
-    ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(value.data()), &size);
-    value.resize(size / sizeof(wchar_t));
+    std::wstring value(size / sizeof(wchar_t), L'\0');
+    ::RegGetValueW(root, key.c_str(), name, types, nullptr, value.data(), &size);
     while (!value.empty() && value.back() == L'\0') {
         value.pop_back();
     }

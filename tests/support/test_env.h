@@ -80,7 +80,7 @@ HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match);
 // the system would otherwise answer with the text it was created with.
 std::wstring WindowText(HWND window);
 
-// Registry helpers for tests; all work on the 64-bit view.
+// Registry helpers for tests (a 64-bit program: the 64-bit view).
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value);
 bool RegKeyExists(HKEY root, const std::wstring& key);
 bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name);
