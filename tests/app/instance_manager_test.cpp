@@ -45,35 +45,58 @@ std::wstring AccessListOf(const wchar_t* name)
     return list;
 }
 
-class InstanceRegistry : public ::testing::Test {
-protected:
-    void TearDown() override { DiscardThreadMessages(); }
-    const DWORD m_self = ::GetCurrentProcessId();
-};
-
 }  // namespace
 
 // The names and numbers every participant must share, as literals.
-TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
+TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersAsEveryParticipantExpects)
 {
+    const DWORD self = ::GetCurrentProcessId();
+    TestWindow main(L"Pixvane 8 - picture.png");
     COXInstanceManager registry(L"Test.Pixvane.Layout", 1024, true);
     RawInstanceMapping raw(L"Test.Pixvane.Layout");
     ASSERT_TRUE(raw.IsOpen());
     // 4008 and 1024 both round to one 64 KB granule.
-    EXPECT_EQ(raw.Size(), 131072u);
+    MEMORY_BASIC_INFORMATION view = {};
+    ::VirtualQuery(raw.Bytes(), &view, sizeof(view));
+    EXPECT_EQ(view.RegionSize, 131072u);
     EXPECT_EQ(raw.Word(0), 1u);
     EXPECT_EQ(raw.Word(4), 1u);
-    EXPECT_EQ(raw.Slot(0), m_self);
+    EXPECT_EQ(raw.Slot(0), self);
     for (size_t slot = 1; slot < 1000; ++slot) {
         ASSERT_EQ(raw.Slot(slot), 0u) << slot;
     }
 
+    // Who joins and leaves is posted to the other members' main windows.
+    MSG message;
     for (DWORD id : {1001, 1002, 1001}) {
-        registry.AddInstance(id);
+        EXPECT_TRUE(registry.AddInstance(id));
+        ASSERT_TRUE(main.TakePosted(1946, message));
+        EXPECT_EQ(message.lParam, static_cast<LPARAM>(id));
+        EXPECT_EQ(message.wParam, 0u);
     }
     EXPECT_TRUE(registry.RemoveInstance(1001));  // the first occurrence only
-    EXPECT_EQ(ListOf(registry), (Ids{m_self, 1002, 1001}));
+    ASSERT_TRUE(main.TakePosted(1947, message));
+    EXPECT_EQ(message.lParam, 1001);
+    EXPECT_EQ(ListOf(registry), (Ids{self, 1002, 1001}));
     EXPECT_EQ(raw.Slot(3), 1001u);  // the stale copy the product also leaves
+    // Nobody left who was not there: nothing posted.
+    EXPECT_FALSE(registry.RemoveInstance(1003));
+    EXPECT_FALSE(main.TakePosted(1947, message));
+
+    // A full list refuses the next member, and its last removal zeroes the
+    // word one past the 1000 slots. Written directly: joining one by one
+    // would post half a million notifications.
+    for (uint32_t slot = 3; slot < 1000; ++slot) {
+        raw.Slot(slot) = kAbsentProcessId + 2 * slot;
+    }
+    raw.Word(4) = 1000;
+    raw.Word(4008) = 0xFFFFFFFF;
+    EXPECT_FALSE(registry.AddInstance(4));
+    EXPECT_EQ(registry.GetInstanceCount(), 1000u);
+    EXPECT_TRUE(registry.RemoveInstance(1002));
+    EXPECT_EQ(raw.Word(4008), 0u);
+    EXPECT_EQ(raw.Slot(999), raw.Slot(998));
+    EXPECT_EQ(registry.GetInstanceCount(), 999u);
 
     // The second area starts at the rounded list size and is the same memory.
     auto* additional = static_cast<uint8_t*>(registry.MapAdditionalArea());
@@ -92,51 +115,7 @@ TEST_F(InstanceRegistry, LaysOutTheMappingAsEveryParticipantReadsIt)
                                 L"Local\\COXInstanceManager_Additional_Mutex_Test.Pixvane.Layout"}) {
         EXPECT_EQ(AccessListOf(name), L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;IU)") << name;
     }
-}
-
-TEST_F(InstanceRegistry, AFullListRefusesTheNextMemberAndItsLastRemovalStaysInTheArea)
-{
-    COXInstanceManager registry(L"Test.Pixvane.Full", 1024, false);
-    RawInstanceMapping raw(L"Test.Pixvane.Full");
-    ASSERT_TRUE(raw.IsOpen());
-    // 999 members written directly: joining one by one would post half a
-    // million notifications.
-    for (uint32_t slot = 0; slot < 999; ++slot) {
-        raw.SetSlot(slot, kAbsentProcessId + 2 * slot);
-    }
-    raw.SetWord(4, 999);
-    raw.SetWord(4008, 0xFFFFFFFF);
-
-    EXPECT_TRUE(registry.AddInstance(m_self));
-    EXPECT_FALSE(registry.AddInstance(4));
-    EXPECT_EQ(registry.GetInstanceCount(), 1000u);
-    EXPECT_EQ(raw.Slot(999), m_self);
-
-    EXPECT_TRUE(registry.RemoveInstance(m_self));
-    EXPECT_EQ(raw.Word(4008), 0u);  // one past the 1000 slots
-    EXPECT_EQ(raw.Slot(999), m_self);
-    EXPECT_EQ(registry.GetInstanceCount(), 999u);
-}
-
-TEST_F(InstanceRegistry, PostsWhoJoinsAndLeavesToTheOtherMembersMainWindows)
-{
-    COXInstanceManager registry(L"Test.Pixvane.Notify", 1024, true);
-    TestWindow main(L"Pixvane 8 - picture.png");
-    MSG message;
-
-    EXPECT_TRUE(registry.AddInstance(1004));
-    ASSERT_TRUE(main.TakePosted(1946, message));
-    EXPECT_EQ(message.lParam, 1004);
-    EXPECT_EQ(message.wParam, 0u);
-    EXPECT_FALSE(main.TakePosted(1946, message));
-
-    EXPECT_TRUE(registry.RemoveInstance(1004));
-    ASSERT_TRUE(main.TakePosted(1947, message));
-    EXPECT_EQ(message.lParam, 1004);
-
-    // Nobody left who was not there: nothing posted.
-    EXPECT_FALSE(registry.RemoveInstance(1004));
-    EXPECT_FALSE(main.TakePosted(1947, message));
+    DiscardThreadMessages();
 }
 
 TEST(InstanceWindowSearch, TakesOnlyAnUnownedNonToolWindowTitledLikeTheProduct)

@@ -9,7 +9,6 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 // A registry's mapping opened by name and viewed whole, as the product would.
@@ -23,32 +22,10 @@ public:
     }
 
     bool IsOpen() const { return m_view.IsValid(); }
-
-    // The size the creator gave the mapping.
-    size_t Size() const
-    {
-        MEMORY_BASIC_INFORMATION info = {};
-        ::VirtualQuery(m_view.Get(), &info, sizeof(info));
-        return info.RegionSize;
-    }
-
     uint8_t* Bytes() const { return static_cast<uint8_t*>(m_view.Get()); }
-
-    uint32_t Word(size_t offset) const
-    {
-        const uint8_t* at = Bytes() + offset;
-        return at[0] | at[1] << 8 | at[2] << 16 | static_cast<uint32_t>(at[3]) << 24;
-    }
-
-    void SetWord(size_t offset, uint32_t value)
-    {
-        for (size_t i = 0; i < 4; ++i) {
-            Bytes()[offset + i] = static_cast<uint8_t>(value >> (8 * i));
-        }
-    }
-
-    uint32_t Slot(size_t position) const { return Word(8 + 4 * position); }
-    void SetSlot(size_t position, uint32_t id) { SetWord(8 + 4 * position, id); }
+    // A little-endian field at a multiple of 4, and an identifier's slot.
+    uint32_t& Word(size_t offset) const { return *reinterpret_cast<uint32_t*>(Bytes() + offset); }
+    uint32_t& Slot(size_t position) const { return Word(8 + 4 * position); }
 
 private:
     UniqueHandle m_mapping;

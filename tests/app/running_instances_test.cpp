@@ -169,12 +169,12 @@ TEST_F(RunningInstances, WithItsOwnIdAmongTheFirstPositionsTheLastOtherIsLeftRun
     RawInstanceMapping raw(L"Quorvex.Pixvane-DX.v4");
     ASSERT_TRUE(raw.IsOpen());
     ASSERT_EQ(raw.Word(4), 2u);
-    raw.SetSlot(1, info.dwProcessId);
+    raw.Slot(1) = info.dwProcessId;
     for (uint32_t position = 2; position < 999; ++position) {
-        raw.SetSlot(position, kAbsentProcessId + 2 * position);
+        raw.Slot(position) = kAbsentProcessId + 2 * position;
     }
-    raw.SetSlot(999, last.Id());
-    raw.SetWord(4, 1000);
+    raw.Slot(999) = last.Id();
+    raw.Word(4) = 1000;
     ::ResumeThread(setupThread.Get());
 
     ExpectEndedBySetup(first);

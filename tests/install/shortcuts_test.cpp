@@ -2,14 +2,49 @@
 #include "app/product_names.h"
 #include "install/install_state.h"
 #include "install/shortcuts.h"
-#include "support/shell_links.h"
 #include "support/test_env.h"
 
 #include <gtest/gtest.h>
+#include <shlobj.h>
+#include <wrl/client.h>
 
 #include <string>
 
 namespace {
+
+// "target | working folder" as the shell's link object reads them back.
+std::wstring ReadShellLink(const std::wstring& path)
+{
+    Microsoft::WRL::ComPtr<IShellLinkW> link;
+    Microsoft::WRL::ComPtr<IPersistFile> file;
+    wchar_t target[MAX_PATH] = {};
+    wchar_t folder[MAX_PATH] = {};
+    if (SUCCEEDED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&link))) &&
+        SUCCEEDED(link.As(&file)) && SUCCEEDED(file->Load(path.c_str(), STGM_READ))) {
+        link->GetPath(target, MAX_PATH, nullptr, 0);
+        link->GetWorkingDirectory(folder, MAX_PATH);
+    }
+    return std::wstring(target) + L" | " + folder;
+}
+
+// What the Linux program lnkinfo (Debian's liblnk-utils) prints about a link
+// file on Wine's "Z:" drive. Wine starts a Linux program as such but gives
+// no handle to wait on, so the output gets its final name only when complete.
+std::string LnkInfoOf(const std::wstring& path)
+{
+    std::string unixPath;
+    for (size_t i = 2; i < path.size(); ++i) {  // after "Z:"
+        unixPath += path[i] == L'\\' ? '/' : static_cast<char>(path[i]);
+    }
+    const std::string script = "lnkinfo '" + unixPath + "' >'" + unixPath + ".tmp' 2>&1; mv '" + unixPath + ".tmp' '" +
+                               unixPath + ".txt'";
+    ChildProcess shell;
+    if (!shell.Start(L"Z:\\bin\\sh -c \"" + std::wstring(script.begin(), script.end()) + L"\"") ||
+        !WaitUntil([&] { return FileExists(path + L".txt"); }, 20000)) {
+        return "lnkinfo did not run";
+    }
+    return ReadTextFile(path + L".txt");
+}
 
 // Opens nothing; writes down what it was asked to open, a line a page.
 std::wstring g_opened;

@@ -9,7 +9,6 @@
 
 struct SeenMessageBox {
     HWND window = nullptr;
-    DWORD processId = 0;
     std::wstring text;
     bool hasOk = false;
     bool hasYes = false;
@@ -28,6 +27,3 @@ void PressButton(const SeenMessageBox& box, int button);
 // Waits for a box, presses button on it and returns what it said; nothing
 // when no box came within timeoutMs.
 std::optional<SeenMessageBox> AnswerMessageBox(int button, DWORD timeoutMs, DWORD processId = 0);
-
-// True when no "Pixvane Setup" box appears within timeoutMs.
-bool NoMessageBoxWithin(DWORD timeoutMs, DWORD processId = 0);

@@ -2,11 +2,10 @@
 
 #include "support/message_boxes.h"
 #include "support/test_env.h"
-#include "system/handles.h"
+#include "system/services.h"
 
 #include <shellapi.h>
 #include <shlobj.h>
-#include <tlhelp32.h>
 #include <winternl.h>
 
 #include <cwctype>
@@ -15,9 +14,7 @@ namespace {
 
 std::wstring CallsLogPath()
 {
-    wchar_t common[MAX_PATH] = {};
-    ::SHGetFolderPathW(nullptr, CSIDL_COMMON_APPDATA, nullptr, SHGFP_TYPE_CURRENT, common);
-    return std::wstring(common) + L"\\Pixvn8Double\\calls.log";
+    return GetSpecialFolderPath(CSIDL_COMMON_APPDATA) + L"\\Pixvn8Double\\calls.log";
 }
 
 // Lower case, single separators, no trailing one.
@@ -34,13 +31,6 @@ std::wstring NormalPath(const std::wstring& path)
         normal.pop_back();
     }
     return normal;
-}
-
-template <typename T>
-bool ReadRemote(HANDLE process, const void* address, T& value)
-{
-    SIZE_T read = 0;
-    return ::ReadProcessMemory(process, address, &value, sizeof(T), &read) && read == sizeof(T);
 }
 
 }  // namespace
@@ -69,42 +59,32 @@ bool WaitForSecondStage(DWORD timeoutMs, std::wstring* commandLine)
 std::wstring CommandLineOf(DWORD processId)
 {
     UniqueHandle process(::OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, processId));
-    if (!process) {
-        return {};
-    }
     using QueryFn = NTSTATUS(NTAPI*)(HANDLE, PROCESSINFOCLASS, PVOID, ULONG, PULONG);
     const auto query = reinterpret_cast<QueryFn>(
         reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQueryInformationProcess")));
+    const auto read = [&](const void* address, void* into, SIZE_T bytes) {
+        SIZE_T done = 0;
+        return ::ReadProcessMemory(process.Get(), address, into, bytes, &done) && done == bytes;
+    };
     PROCESS_BASIC_INFORMATION basic = {};
-    if (!query || query(process.Get(), ProcessBasicInformation, &basic, sizeof(basic), nullptr) != 0) {
-        return {};
-    }
     PEB peb = {};
     RTL_USER_PROCESS_PARAMETERS parameters = {};
-    if (!ReadRemote(process.Get(), basic.PebBaseAddress, peb) ||
-        !ReadRemote(process.Get(), peb.ProcessParameters, parameters)) {
-        return {};
-    }
-    std::wstring text(parameters.CommandLine.Length / sizeof(wchar_t), L'\0');
-    SIZE_T read = 0;
-    if (!::ReadProcessMemory(process.Get(), parameters.CommandLine.Buffer, text.data(),
-                             parameters.CommandLine.Length, &read)) {
-        return {};
+    std::wstring text;
+    if (process && query(process.Get(), ProcessBasicInformation, &basic, sizeof(basic), nullptr) == 0 &&
+        read(basic.PebBaseAddress, &peb, sizeof(peb)) && read(peb.ProcessParameters, &parameters, sizeof(parameters))) {
+        text.resize(parameters.CommandLine.Length / sizeof(wchar_t));
+        if (!read(parameters.CommandLine.Buffer, text.data(), parameters.CommandLine.Length)) {
+            text.clear();
+        }
     }
     return text;
 }
 
 std::vector<std::wstring> SplitCommandLine(const std::wstring& commandLine)
 {
-    std::vector<std::wstring> arguments;
     int count = 0;
     LPWSTR* split = ::CommandLineToArgvW(commandLine.c_str(), &count);
-    if (!split) {
-        return arguments;
-    }
-    for (int i = 0; i < count; ++i) {
-        arguments.emplace_back(split[i]);
-    }
+    std::vector<std::wstring> arguments(split, split + (split ? count : 0));
     ::LocalFree(split);
     return arguments;
 }
@@ -161,32 +141,10 @@ void ClearProductCallsLog()
 
 bool FileHolder::Hold(const std::wstring& path)
 {
-    Release();
     SECURITY_ATTRIBUTES inheritable = {sizeof(inheritable), nullptr, TRUE};
     UniqueFileHandle file(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, &inheritable,
                                         OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    if (!file) {
-        return false;
-    }
     // Any long-lived program will do: it inherits the handle and keeps it
     // until it ends, whatever it does meanwhile.
-    wchar_t commandLine[] = L"notepad.exe";
-    STARTUPINFOW startup = {};
-    startup.cb = sizeof(startup);
-    PROCESS_INFORMATION info = {};
-    if (!::CreateProcessW(nullptr, commandLine, nullptr, nullptr, TRUE, 0, nullptr, L"C:\\", &startup, &info)) {
-        return false;
-    }
-    UniqueHandle thread(info.hThread);
-    m_process.Reset(info.hProcess);
-    return true;
-}
-
-void FileHolder::Release()
-{
-    if (m_process) {
-        ::TerminateProcess(m_process.Get(), 0);
-        ::WaitForSingleObject(m_process.Get(), 5000);
-        m_process.Reset();
-    }
+    return file && m_holder.Start(L"notepad.exe", L"C:\\", true);
 }

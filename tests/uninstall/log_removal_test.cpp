@@ -48,7 +48,9 @@ protected:
 
 }  // namespace
 
-TEST_F(LogRemoval, OnlyExactEntriesAndTheFirstPieceOfALongLineCount)
+// Only exact entries count, of a long line only its first piece, and
+// tampered entries cannot reach out of the product folder.
+TEST_F(LogRemoval, OnlyExactEntriesInsideTheProductFolderGo)
 {
     MakeFolders(In(L"sub\\deeper"));
     for (const wchar_t* name : {L"a.dat", L"b.dat", L"c.dat", L"d.dat", L"first.dat", L"second.dat", L"next.dat",
@@ -56,20 +58,31 @@ TEST_F(LogRemoval, OnlyExactEntriesAndTheFirstPieceOfALongLineCount)
                                 L"x64.dll", L"ind.dll", L"prt.exe", L"over.cfg", L"del.dll"}) {
         Touch(In(name));
     }
-    Touch(Outside(L"prt.exe"));  // where the installer put it; only its namesake inside goes
+    for (const wchar_t* name : {L"prt.exe", L"out1.dat", L"out2.dat", L"out3.dat", L"note.txt"}) {
+        Touch(Outside(name));  // prt.exe: where the installer put it; only its namesake inside goes
+    }
+    MakeFolders(Outside(L"victim1"));
+    MakeFolders(Outside(L"victim2"));
     // 600 characters, a NUL among them: 511 in one read, then 89 that look
     // like an entry of their own.
     std::string longLine("File Copy: first.dat\0 | ", 24);
     longLine.resize(511, 'x');
     longLine += "File Copy: second.dat | ";
     longLine.resize(600, 'y');
+    const std::string root = Narrow(m_root);
     WriteTextFile(m_log, "  File Copy: a.dat\r\nfile copy: b.dat\r\nFile Copy:c.dat\r\nFile Copy x64:d.dat\r\n" +
                              longLine + "\r\nFile Copy: next.dat\r\nFile Copy: a.dll | 1.2\r\n"
                              "File Copy: a.exe > b.exe\r\nFile Copy: sub\\*.dat\r\nFile Copy: none*.xyz\r\n"
                              "File Copy x64: x64.dll\r\nFile Copy ind: ind.dll\r\nFile Copy prt: prt.exe\r\n"
-                             "File Overwrite: over.cfg | by the product\r\nFile Del: del.dll\r\n");
+                             "File Copy: ..\\out1.dat\r\nFile Del: " + root + "\\out2.dat\r\nFile Copy: " + root.substr(2) +
+                             "\\out3.dat\r\nFile Overwrite: sub\\..\\..\\out1.dat\r\nFile Copy: ok > ..\\out2.dat\r\n"
+                             "File Copy: /x/../../out3.dat\r\nFile Copy: \\\\localhost\\C$\\pxtest\\removal\\out1.dat\r\n"
+                             "File Copy: ..\\*.*\r\nMake Dir: ..\\victim1\r\nMake Dir: " + root + "\\victim2\r\n"
+                             "Shell Link: " + root + "\\note.txt\r\nFile Overwrite: over.cfg | by the product\r\n"
+                             "File Del: del.dll\r\n");
     const std::wstring pendingBefore = PendingFileRenames();
 
+    RemoveLoggedLinksAndFolders(m_log);
     RemoveLoggedFiles(m_log, m_product, nullptr);
 
     for (const wchar_t* kept : {L"a.dat", L"b.dat", L"c.dat", L"d.dat", L"second.dat", L"a.exe", L"sub\\y.txt",
@@ -80,7 +93,9 @@ TEST_F(LogRemoval, OnlyExactEntriesAndTheFirstPieceOfALongLineCount)
                                 L"prt.exe", L"over.cfg", L"del.dll"}) {
         EXPECT_FALSE(FileExists(In(gone))) << Narrow(gone);
     }
-    EXPECT_TRUE(FileExists(Outside(L"prt.exe")));
+    for (const wchar_t* name : {L"prt.exe", L"out1.dat", L"out2.dat", L"out3.dat", L"note.txt", L"victim1", L"victim2"}) {
+        EXPECT_TRUE(::GetFileAttributesW(Outside(name).c_str()) != INVALID_FILE_ATTRIBUTES) << Narrow(name);
+    }
     EXPECT_EQ(PendingFileRenames(), pendingBefore);
 }
 
@@ -135,35 +150,6 @@ TEST_F(LogRemoval, OnlyPrefixLimitsTheFilePassButNotTheFolderPass)
     EXPECT_TRUE(FileExists(In(L"current.dll")));
     EXPECT_FALSE(FileExists(In(L"PvCapHlp.dll")));
     EXPECT_FALSE(FolderExists(In(L"Languages")));
-}
-
-TEST_F(LogRemoval, TamperedEntriesCannotReachOutOfTheProductFolder)
-{
-    for (const wchar_t* name : {L"out1.dat", L"out2.dat", L"out3.dat", L"note.txt"}) {
-        Touch(Outside(name));
-    }
-    MakeFolders(Outside(L"victim1"));
-    MakeFolders(Outside(L"victim2"));
-    Touch(In(L"inside.dat"));
-    const std::string root = Narrow(m_root);
-    WriteTextFile(m_log, "File Copy: ..\\out1.dat\r\nFile Del: " + root + "\\out2.dat\r\nFile Copy: " + root.substr(2) +
-                             "\\out3.dat\r\nFile Overwrite: sub\\..\\..\\out1.dat\r\nFile Copy: ok > ..\\out2.dat\r\n"
-                             "File Copy: /x/../../out3.dat\r\n"
-                             "File Copy: \\\\localhost\\C$\\pxtest\\removal\\out1.dat\r\n"
-                             "File Copy: ..\\*.*\r\nMake Dir: ..\\victim1\r\nMake Dir: " + root + "\\victim2\r\n"
-                             "Shell Link: " + root + "\\note.txt\r\nFile Copy: inside.dat\r\n");
-    const std::wstring pendingBefore = PendingFileRenames();
-
-    RemoveLoggedLinksAndFolders(m_log);
-    RemoveLoggedFiles(m_log, m_product, nullptr);
-
-    for (const wchar_t* name : {L"out1.dat", L"out2.dat", L"out3.dat", L"note.txt"}) {
-        EXPECT_TRUE(FileExists(Outside(name))) << Narrow(name);
-    }
-    EXPECT_TRUE(FolderExists(Outside(L"victim1")));
-    EXPECT_TRUE(FolderExists(Outside(L"victim2")));
-    EXPECT_FALSE(FileExists(In(L"inside.dat")));
-    EXPECT_EQ(PendingFileRenames(), pendingBefore);
 }
 
 TEST_F(LogRemoval, ShortcutsGoAndTheGroupClimbStopsAtTheFirstFolderInUse)
