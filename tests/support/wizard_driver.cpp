@@ -23,14 +23,13 @@ bool WizardDriver::Start(const std::wstring& arguments)
     if (!m_setup.Start(L"\"" + PackagePath(L"setup.exe") + L"\" " + arguments, BuildPath(L"package").c_str())) {
         return false;
     }
-    const auto isWizard = [](HWND window) { return ::GetDlgItem(window, kSidePicture) != nullptr; };
-    WaitUntil([&] { return (m_wizard = FindDialog(m_setup.Id(), isWizard)) != nullptr; }, 20000);
-    return m_wizard != nullptr;
+    return Attach(m_setup.Id(), 20000);
 }
 
 bool WizardDriver::Attach(DWORD processId, DWORD timeoutMs)
 {
-    WaitUntil([&] { return (m_wizard = FindDialogOf(processId, true)) != nullptr; }, timeoutMs);
+    const auto isWizard = [](HWND window) { return ::GetDlgItem(window, kSidePicture) != nullptr; };
+    WaitUntil([&] { return (m_wizard = FindDialog(processId, isWizard)) != nullptr; }, timeoutMs);
     return m_wizard != nullptr;
 }
 
