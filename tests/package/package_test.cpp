@@ -149,7 +149,7 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
     }
     const MachineSnapshot throughPackage = TakeMachineSnapshot();
 
-    RemoveThroughProgramsList();
+    EXPECT_TRUE(RemoveThroughProgramsList());
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 
     // setup.exe run from the unpacked folder, told of the same package file.

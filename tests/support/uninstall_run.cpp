@@ -113,19 +113,20 @@ void SimulateRestart()
     RunToEnd(L"wineboot.exe -r", 120000);
 }
 
-void RemoveThroughProgramsList()
+bool RemoveThroughProgramsList()
 {
     ChildProcess programsList;
     if (!programsList.Start(L"uninstaller.exe --remove \"Pixvane 8\"")) {
-        return;
+        return false;
     }
     while (programsList.Wait(100) == -1) {
         if (const auto box = WaitForMessageBox(100)) {
             PressButton(*box, IDYES);
         }
     }
-    WaitForNoProcesses(L"uni", L".tmp", 60000);
+    const bool ended = WaitForNoProcesses(L"uni", L".tmp", 60000);
     SimulateRestart();
+    return ended;
 }
 
 std::wstring ProductCallsLog()

@@ -32,8 +32,9 @@ bool IsPendingDeletion(const std::wstring& path);
 void SimulateRestart();
 
 // Removes Pixvane 8 as a user does from the programs list, saying Yes if
-// asked, waits for the second stage and restarts.
-void RemoveThroughProgramsList();
+// asked (a licensed product asks nothing), waits for the second stage and
+// restarts; false when the removal could not be started or did not end.
+bool RemoveThroughProgramsList();
 
 // The product double's record of its registration runs, and clearing it.
 std::wstring ProductCallsLog();
