@@ -11,6 +11,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <set>
 #include <string>
 
@@ -21,15 +22,9 @@ using Names = std::set<std::wstring>;
 Names NamesIn(const std::wstring& folder)
 {
     Names names;
-    WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
-    while (search) {
-        if (std::wstring(found.cFileName) != L"." && std::wstring(found.cFileName) != L"..") {
-            names.insert(found.cFileName);
-        }
-        if (!::FindNextFileW(search.Get(), &found)) {
-            break;
-        }
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        names.insert(entry.path().filename().wstring());
     }
     return names;
 }
@@ -61,31 +56,16 @@ protected:
     std::wstring m_outside;
 };
 
-TEST_F(Deployment, BadListLinesWriteNothingOutsideTheDestination)
+// Bad lines, names that try to leave the destination and missing sources
+// write nothing; a pattern stops at its first match that cannot be copied;
+// a library goes in only when the system lacks it, though a load through the
+// usual search order would find the package's copy in the current folder.
+TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
 {
     MakeFolders(Source(L"sub"));
-    for (const wchar_t* name : {L"a.txt", L"sub\\b.txt"}) {
-        WriteTextFile(Source(name), "payload");
-    }
-    // A long line's rest is not a line of its own, even when it looks like one.
-    const std::string longLine = "File Copy: " + std::string(kLogLineChars - 1 - 11, 'x') + "File Copy: sub\\b.txt\r\n";
-    WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\n" + longLine +
-                                           "\x01\xff\xfe\x80 File Copy: sub\\b.txt\r\n"
-                                           "File Copy: ..\\a.txt\r\nFile Copy: a.txt > ..\\escaped.txt\r\n"
-                                           "File Copy: a.txt > " + std::string(m_outside.begin(), m_outside.end()) +
-                                           "\\absolute.txt\r\nMake Dir: ..\\made\r\nFile Copy: missing.txt\r\n"
-                                           "File Copy x64: sub\\b.txt\r\nFile Copy prt: a.txt\r\n"
-                                           "File Copy: sub\\b.txt > renamed.txt\r\n");
-    DeployPackage(Source(L"list.log"));
-    EXPECT_EQ(NamesIn(m_outside), Names{L"dest"});
-    EXPECT_EQ(NamesIn(Dest()), (Names{L"a.txt", L"renamed.txt"}));
-}
-
-TEST_F(Deployment, PatternCopyStopsAtTheFirstMatchThatCannotBeCopied)
-{
     MakeFolders(Source(L"p\\c.dat"));  // a folder among the matches fails its copy
-    for (const wchar_t* name : {L"a.dat", L"b.dat", L"d.dat", L"e.dat"}) {
-        WriteTextFile(Source(L"p\\") + name, "payload");
+    for (const wchar_t* name : {L"a.txt", L"sub\\b.txt", L"p\\a.dat", L"p\\b.dat", L"p\\d.dat", L"p\\e.dat"}) {
+        WriteTextFile(Source(name), "payload");
     }
     Names before;  // the matches the search gives ahead of the folder
     WIN32_FIND_DATAW found = {};
@@ -94,26 +74,29 @@ TEST_F(Deployment, PatternCopyStopsAtTheFirstMatchThatCannotBeCopied)
          more = ::FindNextFileW(search.Get(), &found)) {
         before.insert(found.cFileName);
     }
-    CopyMatchingFiles(L"p\\*.dat", m_source, Dest());
-    EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
-}
-
-TEST_F(Deployment, OnlyTheSystemCanSupplyAnIndependentLibrary)
-{
-    // A load through the usual search order would find the package's own
-    // codec in the current folder and skip it.
     ASSERT_TRUE(::CopyFileW(PackagePath(L"pvcodec8.dll").c_str(), Source(L"pvcodec8.dll").c_str(), FALSE));
     WriteTextFile(Source(L"msvcrt.dll"), "package copy");
     MakeFolders(Dest());
     WriteTextFile(Dest() + L"\\msvcrt.dll", "installed copy");
-    WriteTextFile(Source(L"list.log"), "File Copy ind: pvcodec8.dll\r\nFile Copy ind: msvcrt.dll\r\n");
+    // A long line's rest is not a line of its own, even when it looks like one.
+    const std::string longLine = "File Copy: " + std::string(kLogLineChars - 1 - 11, 'x') + "File Copy: sub\\b.txt\r\n";
+    WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\n" + longLine +
+                                           "\x01\xff\xfe\x80 File Copy: sub\\b.txt\r\n"
+                                           "File Copy: ..\\a.txt\r\nFile Copy: a.txt > ..\\escaped.txt\r\n"
+                                           "File Copy: a.txt > " + std::string(m_outside.begin(), m_outside.end()) +
+                                           "\\absolute.txt\r\nMake Dir: ..\\made\r\nFile Copy: missing.txt\r\n"
+                                           "File Copy x64: sub\\b.txt\r\nFile Copy prt: a.txt\r\n"
+                                           "File Copy: sub\\b.txt > renamed.txt\r\nFile Copy ind: pvcodec8.dll\r\n"
+                                           "File Copy ind: msvcrt.dll\r\nFile Copy: p\\*.dat\r\n");
     wchar_t current[MAX_PATH] = {};
     ::GetCurrentDirectoryW(MAX_PATH, current);
     ::SetCurrentDirectoryW(m_source.c_str());
     DeployPackage(Source(L"list.log"));
     ::SetCurrentDirectoryW(current);
-    EXPECT_EQ(NamesIn(Dest()), (Names{L"msvcrt.dll", L"pvcodec8.dll"}));
+    EXPECT_EQ(NamesIn(m_outside), Names{L"dest"});
+    EXPECT_EQ(NamesIn(Dest()), (Names{L"a.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p"}));
     EXPECT_EQ(ReadTextFile(Dest() + L"\\msvcrt.dll"), "installed copy");
+    EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
 }
 
 TEST_F(Deployment, TargetsThatResistAreClearedMovedAsideOrLeftToTheRestart)
@@ -153,16 +136,6 @@ TEST_F(Deployment, TargetsThatResistAreClearedMovedAsideOrLeftToTheRestart)
     program.Kill();
 }
 
-// The restart is requested, not made: this Wine session serves other tests.
-UINT g_restartFlags = 0;
-DWORD g_restartReason = 0;
-BOOL WINAPI RecordRestart(UINT flags, DWORD reason)
-{
-    g_restartFlags = flags;
-    g_restartReason = reason;
-    return TRUE;
-}
-
 bool ShutdownPrivilegeEnabled()
 {
     UniqueHandle token;
@@ -179,17 +152,24 @@ TEST_F(Deployment, RunAfterStartsTheProductOrRequestsTheRestartThatAReplacementW
     MakeFolders(Dest());
     ASSERT_TRUE(::CopyFileW(PackagePath(L"Pixvn8.exe").c_str(), (Dest() + L"\\Pixvn8.exe").c_str(), FALSE));
     g_installState.runAfter = true;
-    g_pfnExitWindowsEx = RecordRestart;
+    // The restart is requested, not made: this Wine session serves other tests.
+    static UINT restartFlags = 0;
+    static DWORD restartReason = 0;
+    g_pfnExitWindowsEx = [](UINT flags, DWORD reason) -> BOOL {
+        restartFlags = flags;
+        restartReason = reason;
+        return TRUE;
+    };
 
     EXPECT_EQ(FinishInstallation(), kExitInstalled);
     EXPECT_TRUE(WaitUntil([] { return ::FindWindowW(nullptr, L"Pixvane 8 - untitled") != nullptr; }, 15000));
     ::PostMessageW(::FindWindowW(nullptr, L"Pixvane 8 - untitled"), WM_CLOSE, 0, 0);
-    EXPECT_EQ(g_restartFlags, 0u);
+    EXPECT_EQ(restartFlags, 0u);
 
     g_restartPending = 1;
     EXPECT_EQ(FinishInstallation(), kExitRestartStarted);
-    EXPECT_EQ(g_restartFlags, static_cast<UINT>(EWX_REBOOT));
-    EXPECT_EQ(g_restartReason, 0x80040002u);
+    EXPECT_EQ(restartFlags, static_cast<UINT>(EWX_REBOOT));
+    EXPECT_EQ(restartReason, 0x80040002u);
     EXPECT_TRUE(ShutdownPrivilegeEnabled());
 
     g_installState.runAfter = false;
