@@ -111,6 +111,7 @@ class Package : public ::testing::Test {
 protected:
     void SetUp() override
     {
+        TearDown();  // what the wizard's tests installed before
         SimulateRestart();
         ClearProductCallsLog();
         // Windows has this key, which registration writes into and removal leaves.
