@@ -51,8 +51,7 @@ TEST_F(RunningInstances, InstallAsksAboutTheOthersItselfExcludedNoLeavesThemAndY
     const auto firstQuestion = WaitForMessageBox(10000, first.Id());
     ASSERT_TRUE(firstQuestion);
     EXPECT_EQ(firstQuestion->text, LoadMessageText(IDS_INSTANCE_OPEN_ONE));
-    EXPECT_TRUE(firstQuestion->hasYes && firstQuestion->hasNo && firstQuestion->hasIcon);
-    EXPECT_EQ(firstQuestion->defaultButton, IDNO);
+    EXPECT_EQ(firstQuestion->form, L"Yes No* icon");
 
     // A setup that is still asking is an instance too.
     ChildProcess second;
@@ -63,7 +62,7 @@ TEST_F(RunningInstances, InstallAsksAboutTheOthersItselfExcludedNoLeavesThemAndY
     const auto aborted = AnswerMessageBox(IDOK, 10000, second.Id());
     ASSERT_TRUE(aborted);
     EXPECT_EQ(aborted->text, LoadMessageText(IDS_SETUP_ABORTED_INSTANCES));
-    EXPECT_TRUE(aborted->hasOk && !aborted->hasYes && aborted->hasIcon);
+    EXPECT_EQ(aborted->form, L"OK* icon");
     EXPECT_EQ(second.Wait(10000), 1602);  // declined
     EXPECT_TRUE(LeftRunning(product));
 
