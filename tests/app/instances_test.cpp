@@ -247,31 +247,6 @@ TEST_F(RunningInstances, InstallAsksAboutTheOthersItselfExcludedNoLeavesThemAndY
     EXPECT_TRUE(!next || next->text != aborted->text);
 }
 
-TEST_F(RunningInstances, UninstallClosesThemWithoutAWordButNeverAStrangerUnderAStaleId)
-{
-    // A member died without leaving and its identifier went to an unrelated
-    // program since: that program must live on.
-    ChildProcess stranger;
-    ASSERT_TRUE(stranger.Start(L"notepad.exe"));
-    ASSERT_TRUE(m_registry.AddInstance(stranger.Id()));
-    ChildProcess product;
-    ASSERT_TRUE(StartProductCopy(product));
-    // A licence beside the uninstaller: no confirmation either.
-    const std::wstring folder = MakeScratchFolder(L"instances-uninstall");
-    const std::wstring uninstaller = folder + L"\\PxvUnInst.exe";
-    ASSERT_TRUE(::CopyFileW(PackagePath(L"setup.exe").c_str(), uninstaller.c_str(), FALSE));
-    WriteTextFile(folder + L"\\x.pv8lic", "licence");
-
-    ChildProcess setup;
-    ASSERT_TRUE(setup.Start(L"\"" + uninstaller + L"\""));
-    EXPECT_EQ(product.Wait(15000), 0);  // a question would have kept it running
-    // It went on to hand over to its temporary copy, which removes it.
-    EXPECT_TRUE(WaitUntil([&] { return !FileExists(uninstaller); }, 20000));
-    EXPECT_TRUE(WaitForNoProcesses(L"uni", L".tmp", 60000));
-    EXPECT_TRUE(stranger.IsRunning());
-    m_registry.RemoveInstance(stranger.Id());
-}
-
 TEST_F(RunningInstances, WithItsOwnIdAmongTheFirstPositionsTheLastOtherIsLeftRunning)
 {
     ChildProcess first;

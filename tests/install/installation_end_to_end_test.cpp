@@ -2,6 +2,7 @@
 // package folder, unattended or answered like a user, then the real
 // uninstaller with its temporary second stage and the restart that finishes
 // what was in use, and the machine compared with how it was before.
+#include "app/instance_manager.h"
 #include "install/installation.h"
 #include "install/version_checks.h"
 #include "support/machine_snapshot.h"
@@ -280,7 +281,8 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     m_before = TakeMachineSnapshot();
     // Every program started from here on sees Windows XP (x64).
     SetRegString(HKEY_CURRENT_USER, L"Software\\Wine", L"Version", L"winxp64");
-    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -instdir " + Quoted(folder)), kExitInstalled);
+    const std::wstring sfx = BuildPath(L"sfx\\Pixvane8Setup.exe");
+    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -sfxname=" + sfx + L" -instdir " + Quoted(folder)), kExitInstalled);
     EXPECT_TRUE(FileExists(folder + L"\\Effects\\Frames\\Wide\\Panorama.png"));
     for (const wchar_t* extension : {L".jpg", L".png"}) {
         SetRegString(HKEY_CURRENT_USER, kFileExts + extension, L"Application", L"Pixvn8.exe");
@@ -289,8 +291,18 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     // The Uninstall entry goes by a single key deletion, not a tree deletion.
     ASSERT_TRUE(SetRegString(HKEY_LOCAL_MACHINE, kUninstallKey + L"\\Extra", L"x", L"y"));
 
+    // Licensed, but "-v" asks all the same; No changes nothing.
+    const std::wstring uninstaller = Quoted(folder + L"\\PxvUnInst.exe") + L" -v";
+    ChildProcess declined;
+    ASSERT_TRUE(declined.Start(uninstaller));
+    const auto box = AnswerMessageBox(IDNO, 30000, declined.Id());
+    ASSERT_TRUE(box);
+    EXPECT_EQ(box->form, L"Yes No* icon");
+    EXPECT_EQ(declined.Wait(30000), 0);
+    EXPECT_TRUE(FindProcesses(L"uni", L".tmp").empty());
+    EXPECT_EQ(ProductCallsLog().find(L"unregonly"), std::wstring::npos);
     ChildProcess firstStage;
-    ASSERT_TRUE(firstStage.Start(Quoted(folder + L"\\PxvUnInst.exe")));
+    ASSERT_TRUE(firstStage.Start(uninstaller));
     EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, firstStage.Id()));
     EXPECT_TRUE(WaitForSecondStage(60000));
     SimulateRestart();
@@ -306,9 +318,11 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     DeleteRegTree(HKEY_LOCAL_MACHINE, kUninstallKey);
 }
 
-// A licensed removal asks nothing and passes "-s"; a temporary folder with a
-// blank quotes only the copy's name. What another program holds open, a
-// logged file and the x32 folder, goes at the restart with the product folder.
+// A licensed removal asks nothing, closes running copies without a word (but
+// never a stranger that took the identifier of a member that died without
+// leaving) and passes "-s"; a temporary folder with a blank quotes only the
+// copy's name. What another program holds open, a logged file and the x32
+// folder, goes at the restart with the product folder.
 TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithTheProductFolder)
 {
     const std::wstring folder = kDefaultFolder;
@@ -321,6 +335,14 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     FileHolder folderHolder;
     ASSERT_TRUE(fileHolder.Hold(inUse));
     ASSERT_TRUE(folderHolder.Hold(x32));
+    // Not a member, the keeper holds the list between members.
+    COXInstanceManager keeper(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, false);
+    ChildProcess stranger;
+    ASSERT_TRUE(stranger.Start(L"notepad.exe"));
+    ASSERT_TRUE(keeper.AddInstance(stranger.Id()));
+    ChildProcess product;
+    ASSERT_TRUE(product.Start(Quoted(folder + L"\\Pixvn8.exe")));
+    ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
     const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
     wchar_t tmp[MAX_PATH] = {};
     wchar_t temp[MAX_PATH] = {};
@@ -336,6 +358,9 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
 
     std::wstring commandLine;
     ASSERT_TRUE(WaitForSecondStage(60000, &commandLine));
+    EXPECT_EQ(product.Wait(0), 0);  // closed by setup; the test's own end would be 99
+    EXPECT_TRUE(stranger.IsRunning());
+    keeper.RemoveInstance(stranger.Id());
     // The copy was started from its unquoted path, or it would not have run.
     EXPECT_EQ(commandLine.rfind(L"\"" + temporary + L"\\uni", 0), 0u) << commandLine;
     const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
