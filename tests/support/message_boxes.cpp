@@ -15,20 +15,19 @@ std::optional<SeenMessageBox> WaitForMessageBox(DWORD timeoutMs, DWORD processId
     SeenMessageBox box;
     box.window = found;
     box.text = WindowText(::GetDlgItem(found, 0xFFFF));  // the static that holds the text
-    box.hasOk = ::GetDlgItem(found, IDOK) != nullptr;
-    box.hasYes = ::GetDlgItem(found, IDYES) != nullptr;
-    box.hasNo = ::GetDlgItem(found, IDNO) != nullptr;
-    for (int id : {IDOK, IDCANCEL, IDYES, IDNO}) {
-        HWND button = ::GetDlgItem(found, id);
-        if (button && (::GetWindowLongW(button, GWL_STYLE) & 0x0F) == BS_DEFPUSHBUTTON) {
-            box.defaultButton = id;
+    for (const auto& [id, name] : {std::pair{IDOK, L"OK"}, {IDYES, L"Yes"}, {IDNO, L"No"}}) {
+        if (HWND button = ::GetDlgItem(found, id)) {
+            const bool isDefault = (::GetWindowLongW(button, GWL_STYLE) & 0x0F) == BS_DEFPUSHBUTTON;
+            box.form += (box.form.empty() ? L"" : L" ") + std::wstring(name) + (isDefault ? L"*" : L"");
         }
     }
     // Which icon cannot be told from another process under Wine: each
     // process loads its own copy and, without a display, icons have no
     // pixels to compare.
     HWND icon = ::GetDlgItem(found, 0x0440);
-    box.hasIcon = icon && ::IsWindowVisible(icon) && ::SendMessageW(icon, STM_GETICON, 0, 0) != 0;
+    if (icon && ::IsWindowVisible(icon) && ::SendMessageW(icon, STM_GETICON, 0, 0) != 0) {
+        box.form += L" icon";
+    }
     return box;
 }
 

@@ -10,11 +10,9 @@
 struct SeenMessageBox {
     HWND window = nullptr;
     std::wstring text;
-    bool hasOk = false;
-    bool hasYes = false;
-    bool hasNo = false;
-    int defaultButton = 0;  // IDOK, IDYES, IDNO...
-    bool hasIcon = false;
+    // Its buttons in the order OK, Yes, No, the default one marked with "*",
+    // then " icon" when it shows one: "Yes No* icon".
+    std::wstring form;
 };
 
 // The first "Pixvane Setup" box shown within timeoutMs, by processId when it

@@ -1,5 +1,7 @@
 #include "support/test_env.h"
 
+#include "system/path_text.h"
+
 #include <tlhelp32.h>
 
 #include <filesystem>
@@ -120,10 +122,9 @@ std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring&
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
-        const std::wstring name = entry.szExeFile;
-        if (name.size() >= prefix.size() + suffix.size() &&
-            ::_wcsnicmp(name.c_str(), prefix.c_str(), prefix.size()) == 0 &&
-            ::_wcsicmp(name.c_str() + name.size() - suffix.size(), suffix.c_str()) == 0) {
+        const std::wstring name = ToLowerAscii(entry.szExeFile);
+        if (name.size() >= prefix.size() + suffix.size() && name.starts_with(ToLowerAscii(prefix)) &&
+            name.ends_with(ToLowerAscii(suffix))) {
             found.push_back(entry.th32ProcessID);
         }
     }

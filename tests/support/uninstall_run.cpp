@@ -2,35 +2,18 @@
 
 #include "support/message_boxes.h"
 #include "support/test_env.h"
+#include "system/path_text.h"
 #include "system/services.h"
 
 #include <shellapi.h>
 #include <shlobj.h>
 #include <winternl.h>
 
-#include <cwctype>
-
 namespace {
 
 std::wstring CallsLogPath()
 {
     return GetSpecialFolderPath(CSIDL_COMMON_APPDATA) + L"\\Pixvn8Double\\calls.log";
-}
-
-// Lower case, single separators, no trailing one.
-std::wstring NormalPath(const std::wstring& path)
-{
-    std::wstring normal;
-    for (wchar_t c : path) {
-        if (c == L'\\' && !normal.empty() && normal.back() == L'\\') {
-            continue;
-        }
-        normal += static_cast<wchar_t>(std::towlower(c));
-    }
-    while (!normal.empty() && normal.back() == L'\\') {
-        normal.pop_back();
-    }
-    return normal;
 }
 
 }  // namespace
@@ -91,17 +74,24 @@ std::vector<std::wstring> SplitCommandLine(const std::wstring& commandLine)
 
 bool IsPendingDeletion(const std::wstring& path)
 {
-    // The list holds pairs of NT paths, source and target; an empty target
-    // means deletion.
+    // Lower case, single separators, no trailing one.
+    const auto normal = [](const std::wstring& text) {
+        std::wstring folded;
+        for (wchar_t c : text) {
+            if (c != L'\\' || folded.empty() || folded.back() != L'\\') {
+                folded += FoldAscii(c);
+            }
+        }
+        return folded.ends_with(L'\\') ? folded.substr(0, folded.size() - 1) : folded;
+    };
+    // Pairs of NT paths, source and target; an empty target means deletion.
     std::vector<std::wstring> entries;
     const std::wstring pending = PendingFileRenames() + L'\0';
     for (size_t at = 0, end = 0; (end = pending.find(L'\0', at)) != std::wstring::npos; at = end + 1) {
         entries.push_back(pending.substr(at, end - at));
     }
-    const std::wstring wanted = NormalPath(L"\\??\\" + path);
     for (size_t i = 0; i < entries.size(); i += 2) {
-        const bool deletion = i + 1 >= entries.size() || entries[i + 1].empty();
-        if (deletion && NormalPath(entries[i]) == wanted) {
+        if ((i + 1 >= entries.size() || entries[i + 1].empty()) && normal(entries[i]) == normal(L"\\??\\" + path)) {
             return true;
         }
     }

