@@ -5,54 +5,42 @@
 using Args = std::vector<std::wstring>;
 using Texts = std::vector<std::wstring>;
 
-namespace {
-
-InstallOptions Read(const Args& tail)
+// Kind and folder the options leave, from a start of all users; a null
+// folder is not looked at.
+TEST(InstallOptions, KindFolderAndFlagsFollowTheArgumentsAsTheShellLeavesThem)
 {
-    Args args{L"setup.exe"};
-    args.insert(args.end(), tail.begin(), tail.end());
-    return ReadInstallOptions(args, InstallOptions{});
-}
-
-}  // namespace
-
-TEST(InstallOptions, PortableTakesTheNextArgumentAsItsFolderWhenThereIsOne)
-{
-    EXPECT_EQ(Read({L"-instport", L"E:\\PV8"}).kind, Portable);
-    EXPECT_EQ(Read({L"-instport", L"E:\\PV8"}).folder, L"E:\\PV8");
-    EXPECT_EQ(Read({L"-s", L"-instport"}).kind, Portable);
-    EXPECT_EQ(Read({L"-s", L"-instport"}).folder, L"");
-    // Exact words only; "-install" and other "-inst..." words are passed over.
-    EXPECT_EQ(Read({L"-INSTPORT", L"E:\\PV8"}).kind, AllUsers);
-    EXPECT_EQ(Read({L"-install", L"-instdirx", L"E:\\PV8"}).folder, L"");
-}
-
-TEST(InstallOptions, FolderArgumentLosesTheQuoteAndBackslashAShellLeftAtItsEnd)
-{
-    EXPECT_EQ(Read({L"-instdir", L"D:\\Apps\\Pixvane\\\""}).folder, L"D:\\Apps\\Pixvane");
-    EXPECT_EQ(Read({L"-instdir", L"D:\\Apps/"}).folder, L"D:\\Apps");
-    EXPECT_EQ(Read({L"-instdir", L"D:\\"}).folder, L"D:");
-    // The last folder given wins; an empty one does not replace it.
-    EXPECT_EQ(Read({L"-instdir", L"D:\\A", L"-instdir", L"D:\\B", L"-instdir", L"\""}).folder, L"D:\\B");
-    EXPECT_EQ(Read({L"-instdir", L"D:\\A"}).kind, AllUsers);
-}
-
-TEST(InstallOptions, AllUsersChangesOnlyACurrentUserKind)
-{
-    EXPECT_EQ(Read({L"-allusers"}).kind, AllUsers);
-    EXPECT_EQ(Read({L"-instport", L"-allusers"}).kind, Portable);  // "-allusers" is the folder, and an option too
+    const struct {
+        Args args;
+        InstallKind kind;
+        const wchar_t* folder;
+    } cases[] = {
+        {{L"-instport", L"E:\\PV8"}, Portable, L"E:\\PV8"},
+        {{L"-s", L"-instport"}, Portable, L""},
+        // Exact words only; "-install" and other "-inst..." words are passed over.
+        {{L"-INSTPORT", L"E:\\PV8"}, AllUsers, L""},
+        {{L"-install", L"-instdirx", L"E:\\PV8"}, AllUsers, L""},
+        // A folder argument loses the quote and backslash a shell left at its end.
+        {{L"-instdir", L"D:\\Apps\\Pixvane\\\""}, AllUsers, L"D:\\Apps\\Pixvane"},
+        {{L"-instdir", L"D:\\Apps/"}, AllUsers, L"D:\\Apps"},
+        {{L"-instdir", L"D:\\"}, AllUsers, L"D:"},
+        // The last folder given wins; an empty one does not replace it.
+        {{L"-instdir", L"D:\\A", L"-instdir", L"D:\\B", L"-instdir", L"\""}, AllUsers, L"D:\\B"},
+        // "-allusers" changes only a current-user kind; after "-instport" it is the folder, and an option too.
+        {{L"-instport", L"-allusers"}, Portable, nullptr},
+    };
+    for (const auto& c : cases) {
+        Args args{L"setup.exe"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const InstallOptions options = ReadInstallOptions(args, InstallOptions{});
+        EXPECT_EQ(options.kind, c.kind) << c.args[0];
+        EXPECT_TRUE(!c.folder || options.folder == c.folder) << c.args[0];
+    }
     InstallOptions currentUser;
     currentUser.kind = CurrentUser;
     EXPECT_EQ(ReadInstallOptions({L"setup.exe", L"-ALLUSERS"}, currentUser).kind, AllUsers);
-}
-
-TEST(InstallOptions, FlagsInAnyCase)
-{
-    const InstallOptions options = Read({L"-RunAfter", L"-AUTOSTART", L"-nodeskICO"});
-    EXPECT_TRUE(options.runAfter);
-    EXPECT_TRUE(options.autostart);
-    EXPECT_FALSE(options.desktopIcon);
-    EXPECT_TRUE(Read({}).desktopIcon);
+    const InstallOptions flags = ReadInstallOptions({L"x", L"-RunAfter", L"-AUTOSTART", L"-nodeskICO"}, {});
+    EXPECT_TRUE(flags.runAfter && flags.autostart && !flags.desktopIcon);
+    EXPECT_TRUE(ReadInstallOptions({L"x"}, {}).desktopIcon);
 }
 
 TEST(VersionNumber, PartsAbove99SpillIntoTheNextPlace)
@@ -98,12 +86,6 @@ TEST(PackageListBody, SplitsARenamingCopyAndRefusesNamesLeavingTheFolder)
     for (const wchar_t* body : {L"..\\x.dll", L"a.dll > ..\\b.dll", L"C:\\x.dll", L"a.dll > \\b.dll", L"a > "}) {
         EXPECT_FALSE(IsConfinedCopyBody(SplitCopyBody(body))) << body;
     }
-}
-
-TEST(PackageListBody, PatternFilesLandInTheirOwnSubfolder)
-{
-    EXPECT_EQ(PatternTargetFolder(L"C:/PV8", L"bin/*.dll"), L"C:\\PV8\\bin\\");
-    EXPECT_EQ(PatternTargetFolder(L"C:\\PV8\\", L"*.dll"), L"C:\\PV8\\");
 }
 
 TEST(EarlierFolder, IsCutBeforeTheProductExe)

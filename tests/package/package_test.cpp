@@ -111,7 +111,7 @@ class Package : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        RemoveAnyInstallation();  // an earlier test's would be upgraded and then removed too
+        TearDown();  // what the wizard's tests installed before
         SimulateRestart();
         ClearProductCallsLog();
         // Windows has this key, which registration writes into and removal leaves.
@@ -122,9 +122,7 @@ protected:
         m_before = TakeMachineSnapshot();
     }
 
-    void TearDown() override { RemoveAnyInstallation(); }
-
-    static void RemoveAnyInstallation()
+    void TearDown() override
     {
         if (RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8")) {
             RemoveThroughProgramsList();

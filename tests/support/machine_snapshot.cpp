@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <tuple>
 
 namespace {
@@ -71,25 +72,6 @@ void AddKey(HKEY root, const std::wstring& key, const std::wstring& path, Machin
     }
 }
 
-void AddFiles(const std::wstring& folder, MachineSnapshot& lines)
-{
-    WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW((folder + L"\\*").c_str(), &found));
-    for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
-        const std::wstring name = found.cFileName;
-        const std::wstring path = folder + L"\\" + name;
-        // Temporary folders, the double's records and the tests' scratch folders change on their own.
-        if (name == L"." || name == L".." || name == L"Temp" || name == L"temp" || name == L"Pixvn8Double" ||
-            name == L"pxtest") {
-            continue;
-        }
-        lines.insert(path);
-        if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
-            AddFiles(path, lines);
-        }
-    }
-}
-
 }  // namespace
 
 MachineSnapshot TakeMachineSnapshot(bool files)
@@ -103,9 +85,17 @@ MachineSnapshot TakeMachineSnapshot(bool files)
         AddKey(HKEY_USERS, std::wstring(user) + L"\\Software", L"HKU\\" + std::wstring(user) + L"\\Software\\", lines);
     }
     for (const wchar_t* folder : {L"C:\\Program Files", L"C:\\ProgramData", L"C:\\users", L"C:\\windows\\Installer",
-                                  L"P:"}) {
-        if (files) {
-            AddFiles(folder, lines);
+                                  L"P:\\"}) {
+        std::error_code ignored;
+        for (auto entry = std::filesystem::recursive_directory_iterator(folder, ignored);
+             files && entry != std::filesystem::recursive_directory_iterator(); entry.increment(ignored)) {
+            // Temporary folders, the double's records and the tests' scratch folders change on their own.
+            const std::wstring name = entry->path().filename().wstring();
+            if (name == L"Temp" || name == L"temp" || name == L"Pixvn8Double") {
+                entry.disable_recursion_pending();
+            } else {
+                lines.insert(entry->path().wstring());
+            }
         }
     }
     return lines;

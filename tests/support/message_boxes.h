@@ -9,13 +9,10 @@
 
 struct SeenMessageBox {
     HWND window = nullptr;
-    DWORD processId = 0;
     std::wstring text;
-    bool hasOk = false;
-    bool hasYes = false;
-    bool hasNo = false;
-    int defaultButton = 0;  // IDOK, IDYES, IDNO...
-    bool hasIcon = false;
+    // Its buttons in the order OK, Yes, No, the default one marked with "*",
+    // then " icon" when it shows one: "Yes No* icon".
+    std::wstring form;
 };
 
 // The first "Pixvane Setup" box shown within timeoutMs, by processId when it
@@ -28,6 +25,3 @@ void PressButton(const SeenMessageBox& box, int button);
 // Waits for a box, presses button on it and returns what it said; nothing
 // when no box came within timeoutMs.
 std::optional<SeenMessageBox> AnswerMessageBox(int button, DWORD timeoutMs, DWORD processId = 0);
-
-// True when no "Pixvane Setup" box appears within timeoutMs.
-bool NoMessageBoxWithin(DWORD timeoutMs, DWORD processId = 0);

@@ -1,6 +1,7 @@
 #include "support/test_env.h"
 
-#include <shellapi.h>
+#include "system/path_text.h"
+
 #include <tlhelp32.h>
 
 #include <filesystem>
@@ -31,16 +32,15 @@ std::wstring MakeScratchFolder(const std::wstring& name)
     return folder;
 }
 
+// INVALID_FILE_ATTRIBUTES has every bit set.
 bool FileExists(const std::wstring& path)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+    return (::GetFileAttributesW(path.c_str()) & (FILE_ATTRIBUTE_DIRECTORY | 0x80000000)) == 0;
 }
 
 bool FolderExists(const std::wstring& path)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+    return (::GetFileAttributesW(path.c_str()) & (FILE_ATTRIBUTE_DIRECTORY | 0x80000000)) == FILE_ATTRIBUTE_DIRECTORY;
 }
 
 void WriteTextFile(const std::wstring& path, const std::string& bytes)
@@ -56,40 +56,28 @@ std::string ReadTextFile(const std::wstring& path)
 
 void RemoveTree(const std::wstring& path)
 {
+    std::error_code ignored;
     ::SetFileAttributesW(path.c_str(), FILE_ATTRIBUTE_NORMAL);  // a read-only file would stay
-    if (!FolderExists(path)) {
-        ::DeleteFileW(path.c_str());
-        return;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(path, ignored)) {
+        ::SetFileAttributesW(entry.path().c_str(), FILE_ATTRIBUTE_NORMAL);
     }
-    WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW((path + L"\\*").c_str(), &found));
-    for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
-        if (std::wstring(found.cFileName) != L"." && std::wstring(found.cFileName) != L"..") {
-            RemoveTree(path + L"\\" + found.cFileName);
-        }
-    }
-    search.Reset();
-    ::RemoveDirectoryW(path.c_str());
+    std::filesystem::remove_all(path, ignored);
 }
 
 void MakeFolders(const std::wstring& path)
 {
-    for (size_t i = 3; i <= path.size(); ++i) {
-        if (i == path.size() || path[i] == L'\\') {
-            ::CreateDirectoryW(path.substr(0, i).c_str(), nullptr);
-        }
-    }
+    std::error_code ignored;
+    std::filesystem::create_directories(path, ignored);
 }
 
-bool ChildProcess::Start(const std::wstring& commandLine, const wchar_t* workingFolder)
+bool ChildProcess::Start(const std::wstring& commandLine, const wchar_t* workingFolder, bool inheritHandles)
 {
-    std::vector<wchar_t> writable(commandLine.begin(), commandLine.end());
-    writable.push_back(L'\0');
+    std::wstring writable = commandLine;
     STARTUPINFOW startup = {};
     startup.cb = sizeof(startup);
     PROCESS_INFORMATION info = {};
-    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
-                          &info)) {
+    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, inheritHandles, 0, nullptr, workingFolder,
+                          &startup, &info)) {
         return false;
     }
     UniqueHandle thread(info.hThread);
@@ -121,11 +109,6 @@ void ChildProcess::Kill()
     }
 }
 
-ChildProcess::~ChildProcess()
-{
-    Kill();
-}
-
 int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
 {
     ChildProcess child;
@@ -139,10 +122,9 @@ std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring&
     PROCESSENTRY32W entry = {};
     entry.dwSize = sizeof(entry);
     for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
-        const std::wstring name = entry.szExeFile;
-        if (name.size() >= prefix.size() + suffix.size() &&
-            ::_wcsnicmp(name.c_str(), prefix.c_str(), prefix.size()) == 0 &&
-            ::_wcsicmp(name.c_str() + name.size() - suffix.size(), suffix.c_str()) == 0) {
+        const std::wstring name = ToLowerAscii(entry.szExeFile);
+        if (name.size() >= prefix.size() + suffix.size() && name.starts_with(ToLowerAscii(prefix)) &&
+            name.ends_with(ToLowerAscii(suffix))) {
             found.push_back(entry.th32ProcessID);
         }
     }
@@ -154,64 +136,65 @@ bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, 
     return WaitUntil([&] { return FindProcesses(prefix, suffix).empty(); }, timeoutMs);
 }
 
-namespace {
-
-bool SetRegValue(HKEY root, const std::wstring& key, const wchar_t* name, DWORD type, const void* data, DWORD size)
+HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match)
 {
-    UniqueRegKey opened;
-    if (::RegCreateKeyExW(root, key.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS | KEY_WOW64_64KEY, nullptr, opened.Put(),
-                          nullptr) != ERROR_SUCCESS) {
-        return false;
-    }
-    return ::RegSetValueExW(opened.Get(), name, 0, type, static_cast<const BYTE*>(data), size) == ERROR_SUCCESS;
+    struct Search {
+        DWORD processId;
+        const std::function<bool(HWND)>& match;
+        HWND found;
+    } search{processId, match, nullptr};
+    ::EnumWindows(
+        [](HWND window, LPARAM param) -> BOOL {
+            auto* search = reinterpret_cast<Search*>(param);
+            DWORD owner = 0;
+            ::GetWindowThreadProcessId(window, &owner);
+            wchar_t className[16] = {};
+            ::GetClassNameW(window, className, 16);
+            if ((search->processId == 0 || owner == search->processId) && std::wstring(className) == L"#32770" &&
+                ::IsWindowVisible(window) && search->match(window)) {
+                search->found = window;
+                return FALSE;
+            }
+            return TRUE;
+        },
+        reinterpret_cast<LPARAM>(&search));
+    return search.found;
 }
 
-}  // namespace
+std::wstring WindowText(HWND window)
+{
+    wchar_t text[4096] = {};
+    DWORD_PTR ignored = 0;
+    ::SendMessageTimeoutW(window, WM_GETTEXT, 4096, reinterpret_cast<LPARAM>(text), SMTO_NORMAL, 10000, &ignored);
+    return text;
+}
 
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value)
 {
-    return SetRegValue(root, key, name, REG_SZ, value.c_str(),
-                       static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
+    return ::RegSetKeyValueW(root, key.c_str(), name, REG_SZ, value.c_str(),
+                             static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t))) == ERROR_SUCCESS;
 }
-
-bool SetRegDword(HKEY root, const std::wstring& key, const wchar_t* name, DWORD value)
-{
-    return SetRegValue(root, key, name, REG_DWORD, &value, sizeof(value));
-}
-
-namespace {
-
-// The key opened for reading in the 64-bit view; empty when it cannot be.
-UniqueRegKey OpenForReading(HKEY root, const std::wstring& key)
-{
-    UniqueRegKey opened;
-    ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | KEY_WOW64_64KEY, opened.Put());
-    return opened;
-}
-
-}  // namespace
 
 bool RegKeyExists(HKEY root, const std::wstring& key)
 {
-    return OpenForReading(root, key).IsValid();
+    UniqueRegKey opened;
+    return ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, opened.Put()) == ERROR_SUCCESS;
 }
 
 bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name)
 {
-    const UniqueRegKey opened = OpenForReading(root, key);
-    return opened && ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+    return ::RegGetValueW(root, key.c_str(), name, RRF_RT_ANY, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
 }
 
 std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name)
 {
-    const UniqueRegKey opened = OpenForReading(root, key);
+    const DWORD types = RRF_RT_REG_SZ | RRF_RT_REG_MULTI_SZ;
     DWORD size = 0;
-    if (!opened || ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, nullptr, &size) != ERROR_SUCCESS) {
+    if (::RegGetValueW(root, key.c_str(), name, types, nullptr, nullptr, &size) != ERROR_SUCCESS) {
         return {};
     }
-    std::wstring value(size / sizeof(wchar_t) + 1, L'\0');
-    ::RegQueryValueExW(opened.Get(), name, nullptr, nullptr, reinterpret_cast<BYTE*>(value.data()), &size);
-    value.resize(size / sizeof(wchar_t));
+    std::wstring value(size / sizeof(wchar_t), L'\0');
+    ::RegGetValueW(root, key.c_str(), name, types, nullptr, value.data(), &size);
     while (!value.empty() && value.back() == L'\0') {
         value.pop_back();
     }

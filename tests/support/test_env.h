@@ -1,11 +1,13 @@
 // Places and processes a test needs: the build's own files, scratch folders
-// in the prefix, child processes with a time limit.
+// in the prefix, child processes with a time limit, windows of other
+// processes, the registry.
 #pragma once
 
 #include "system/handles.h"
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,14 +34,14 @@ class ChildProcess {
 public:
     ChildProcess() = default;
     // Starts commandLine (program and arguments, quoted as on a command line).
-    bool Start(const std::wstring& commandLine, const wchar_t* workingFolder = nullptr);
+    bool Start(const std::wstring& commandLine, const wchar_t* workingFolder = nullptr, bool inheritHandles = false);
     // The exit code, or -1 when it did not end within timeoutMs.
     int Wait(DWORD timeoutMs);
     bool IsRunning() const;
     DWORD Id() const { return m_id; }
     HANDLE Handle() const { return m_process.Get(); }
     void Kill();
-    ~ChildProcess();
+    ~ChildProcess() { Kill(); }
 
 private:
     UniqueHandle m_process;
@@ -70,9 +72,16 @@ std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring&
 // Waits until no such program runs; false when one still runs after timeoutMs.
 bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD timeoutMs);
 
-// Registry helpers for tests; all work on the 64-bit view.
+// The first shown dialog (class "#32770") of the process (of any when 0)
+// that match accepts, or null.
+HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match);
+
+// A window's text, asked of the window itself: for another process's control
+// the system would otherwise answer with the text it was created with.
+std::wstring WindowText(HWND window);
+
+// Registry helpers for tests (a 64-bit program: the 64-bit view).
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value);
-bool SetRegDword(HKEY root, const std::wstring& key, const wchar_t* name, DWORD value);
 bool RegKeyExists(HKEY root, const std::wstring& key);
 bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name);
 // The value as text (REG_SZ or REG_MULTI_SZ with its zeros), empty when missing.

@@ -2,7 +2,7 @@
 // command line, the work it leaves to the restart, and the restart itself.
 #pragma once
 
-#include "system/handles.h"
+#include "support/test_env.h"
 
 #include <windows.h>
 
@@ -44,13 +44,9 @@ void ClearProductCallsLog();
 // program that has it open would, until Release or destruction.
 class FileHolder {
 public:
-    FileHolder() = default;
-    FileHolder(const FileHolder&) = delete;
-    FileHolder& operator=(const FileHolder&) = delete;
-    ~FileHolder() { Release(); }
     bool Hold(const std::wstring& path);
-    void Release();
+    void Release() { m_holder.Kill(); }
 
 private:
-    UniqueHandle m_process;
+    ChildProcess m_holder;
 };

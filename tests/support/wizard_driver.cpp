@@ -6,54 +6,6 @@ namespace {
 
 constexpr int kSidePicture = 1002;  // only the wizard frame has it
 
-std::wstring ClassOf(HWND window)
-{
-    wchar_t name[32] = {};
-    ::GetClassNameW(window, name, 32);
-    return name;
-}
-
-// Asked of the control itself: for another process's window the system
-// would otherwise answer with the text the window was created with.
-std::wstring WindowText(HWND window)
-{
-    wchar_t text[4096] = {};
-    DWORD_PTR ignored = 0;
-    ::SendMessageTimeoutW(window, WM_GETTEXT, 4096, reinterpret_cast<LPARAM>(text), SMTO_NORMAL, 10000, &ignored);
-    return text;
-}
-
-// A shown dialog of the process: the wizard frame, or (wizard false) one
-// that is neither the frame nor a message box of ours, such as the browser.
-struct DialogSearch {
-    DWORD processId;
-    bool wizard;
-    HWND found;
-};
-
-BOOL CALLBACK FindDialog(HWND window, LPARAM param)
-{
-    auto* search = reinterpret_cast<DialogSearch*>(param);
-    DWORD owner = 0;
-    ::GetWindowThreadProcessId(window, &owner);
-    if (owner != search->processId || ClassOf(window) != L"#32770" || !::IsWindowVisible(window)) {
-        return TRUE;
-    }
-    const bool isWizard = ::GetDlgItem(window, kSidePicture) != nullptr;
-    if (search->wizard ? isWizard : !isWizard && WindowText(window) != L"Pixvane Setup") {
-        search->found = window;
-        return FALSE;
-    }
-    return TRUE;
-}
-
-HWND FindDialogOf(DWORD processId, bool wizard)
-{
-    DialogSearch search{processId, wizard, nullptr};
-    ::EnumWindows(FindDialog, reinterpret_cast<LPARAM>(&search));
-    return search.found;
-}
-
 void Click(HWND window, int id)
 {
     // Sent, not posted: handled in order with the messages that follow.
@@ -71,24 +23,19 @@ bool WizardDriver::Start(const std::wstring& arguments)
     if (!m_setup.Start(L"\"" + PackagePath(L"setup.exe") + L"\" " + arguments, BuildPath(L"package").c_str())) {
         return false;
     }
-    WaitUntil([&] { return (m_wizard = FindDialogOf(m_setup.Id(), true)) != nullptr; }, 20000);
-    return m_wizard != nullptr;
+    return Attach(m_setup.Id(), 20000);
 }
 
 bool WizardDriver::Attach(DWORD processId, DWORD timeoutMs)
 {
-    WaitUntil([&] { return (m_wizard = FindDialogOf(processId, true)) != nullptr; }, timeoutMs);
+    const auto isWizard = [](HWND window) { return ::GetDlgItem(window, kSidePicture) != nullptr; };
+    WaitUntil([&] { return (m_wizard = FindDialog(processId, isWizard)) != nullptr; }, timeoutMs);
     return m_wizard != nullptr;
 }
 
 HWND WizardDriver::Page() const
 {
-    for (HWND child = ::GetWindow(m_wizard, GW_CHILD); child; child = ::GetWindow(child, GW_HWNDNEXT)) {
-        if (ClassOf(child) == L"#32770" && ::IsWindowVisible(child)) {
-            return child;
-        }
-    }
-    return nullptr;
+    return ::FindWindowExW(m_wizard, nullptr, L"#32770", nullptr);
 }
 
 std::wstring WizardDriver::PageName() const
@@ -139,7 +86,9 @@ void WizardDriver::Choose(int id, int firstId, int lastId)
 
 HWND WizardDriver::OtherDialog() const
 {
-    return FindDialogOf(m_setup.Id(), false);
+    return FindDialog(m_setup.Id(), [](HWND window) {
+        return !::GetDlgItem(window, kSidePicture) && WindowText(window) != L"Pixvane Setup";
+    });
 }
 
 bool WizardDriver::BrowseTo(const std::wstring& folder)

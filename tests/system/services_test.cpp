@@ -1,4 +1,3 @@
-#include "install/install_state.h"
 #include "support/test_env.h"
 #include "system/services.h"
 
@@ -6,77 +5,36 @@
 
 #include <string>
 
-namespace {
-
-constexpr wchar_t kScratchKey[] = L"Software\\PixvaneTests\\Services";
-constexpr wchar_t kMachineUserShellFolders[] =
-    L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
-
-bool ProductDoubleWindowIsOpen()
-{
-    return ::FindWindowW(L"Pixvane8MainFrame", L"Pixvane 8 - untitled") != nullptr;
-}
-
-// Visible top-level windows of every process.
-int VisibleWindows()
-{
-    int count = 0;
-    ::EnumWindows([](HWND window, LPARAM param) -> BOOL {
-        *reinterpret_cast<int*>(param) += ::IsWindowVisible(window) ? 1 : 0;
-        return TRUE;
-    }, reinterpret_cast<LPARAM>(&count));
-    return count;
-}
-
-}  // namespace
-
-TEST(RunAndWait, WaitsInTheFolderGivenOrElseTheDestinationFolder)
-{
-    const std::wstring given = MakeScratchFolder(L"run-wait");
-    const std::wstring destination = MakeScratchFolder(L"run-destination");
-    g_installState.destinationFolder = destination;
-    RunAndWait(L"cmd.exe /c echo made> given.txt", given.c_str(), 10000);
-    RunAndWait(L"cmd.exe /c echo made> destination.txt", nullptr, 10000);
-    g_installState.destinationFolder.clear();
-    EXPECT_TRUE(FileExists(given + L"\\given.txt"));
-    EXPECT_TRUE(FileExists(destination + L"\\destination.txt"));
-}
-
-TEST(RunAndWait, WaitZeroLeavesTheProgramRunning)
-{
-    ASSERT_FALSE(ProductDoubleWindowIsOpen());
-    const std::wstring command = L"\"" + PackagePath(L"Pixvn8.exe") + L"\"";
-    RunAndWait(command.c_str(), nullptr, 0);
-    ASSERT_TRUE(WaitUntil(ProductDoubleWindowIsOpen, 10000));
-    ::PostMessageW(::FindWindowW(L"Pixvane8MainFrame", nullptr), WM_CLOSE, 0, 0);
-    EXPECT_TRUE(WaitUntil([] { return !ProductDoubleWindowIsOpen(); }, 10000));
-}
-
+// The folder RunAndWait runs in and its wait are proven by the product
+// double's records in the end-to-end tests.
 TEST(RunAndWait, AMissingProgramReturnsAtOnceAndShowsNothing)
 {
-    const int windowsBefore = VisibleWindows();
+    const auto visibleWindows = [] {
+        int count = 0;
+        ::EnumWindows([](HWND window, LPARAM param) -> BOOL {
+            *reinterpret_cast<int*>(param) += ::IsWindowVisible(window) ? 1 : 0;
+            return TRUE;
+        }, reinterpret_cast<LPARAM>(&count));
+        return count;
+    };
+    const int windowsBefore = visibleWindows();
     const ULONGLONG start = ::GetTickCount64();
     RunAndWait(L"C:\\pxtest\\no-such-folder\\nothing.exe -unregonly", L"C:\\", 5000);
     RunAndWait(L"", nullptr, 5000);
     EXPECT_LT(::GetTickCount64() - start, 1000u);
-    EXPECT_EQ(VisibleWindows(), windowsBefore);
+    EXPECT_EQ(visibleWindows(), windowsBefore);
 }
 
 TEST(ReadRegString, KeepsItsTwoHundredSixtyByteLimit)
 {
-    const std::wstring fits(129, L'a');
-    const std::wstring tooLong(130, L'b');
-    const std::wstring path(200, L'c');
-    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, kScratchKey, L"fits", fits));
-    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, kScratchKey, L"tooLong", tooLong));
-    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, kScratchKey, L"path", path));
-    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, kScratchKey, nullptr, L"default"));
-
-    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, kScratchKey, L"fits"), fits);
-    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, kScratchKey, L"tooLong"), L"");
-    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, kScratchKey, L"path"), L"");
-    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, kScratchKey, nullptr), L"default");
-    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, kScratchKey, L"missing"), L"");
+    const wchar_t* key = L"Software\\PixvaneTests\\Services";
+    const std::pair<const wchar_t*, std::wstring> values[] = {
+        {L"fits", std::wstring(129, L'a')}, {L"tooLong", std::wstring(130, L'b')}, {nullptr, L"default"}};
+    for (const auto& [name, value] : values) {
+        ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, key, name, value));
+        EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, key, name), value.size() < 130 ? value : L"");
+    }
+    EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, key, L"missing"), L"");
     EXPECT_EQ(ReadRegString(HKEY_CURRENT_USER, L"Software\\PixvaneTests\\NoSuchKey", L"fits"), L"");
     DeleteRegTree(HKEY_CURRENT_USER, L"Software\\PixvaneTests");
 }
@@ -92,16 +50,17 @@ TEST(GetSpecialFolderPath, AnswersFromTheShellElseFromExplorersShellFolders)
     const std::wstring scratch = MakeScratchFolder(L"special-folder");
     WriteTextFile(scratch + L"\\afile.txt", "x");
     const std::wstring unusable = scratch + L"\\afile.txt\\Pictures";
-    const std::wstring saved = GetRegString(HKEY_LOCAL_MACHINE, kMachineUserShellFolders, L"CommonPictures");
-    ASSERT_TRUE(SetRegString(HKEY_LOCAL_MACHINE, kMachineUserShellFolders, L"CommonPictures", unusable));
+    const std::wstring userShellFolders = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+    const std::wstring saved = GetRegString(HKEY_LOCAL_MACHINE, userShellFolders, L"CommonPictures");
+    ASSERT_TRUE(SetRegString(HKEY_LOCAL_MACHINE, userShellFolders, L"CommonPictures", unusable));
     EXPECT_EQ(GetSpecialFolderPath(54), unusable);
-    SetRegString(HKEY_LOCAL_MACHINE, kMachineUserShellFolders, L"CommonPictures", saved);
+    SetRegString(HKEY_LOCAL_MACHINE, userShellFolders, L"CommonPictures", saved);
 
     // A folder the table does not know reads the key's default value.
-    constexpr wchar_t kUserShellFolders[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
-    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, kUserShellFolders, nullptr, L"C:\\Elsewhere"));
+    const std::wstring shellFolders = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\Shell Folders";
+    ASSERT_TRUE(SetRegString(HKEY_CURRENT_USER, shellFolders, nullptr, L"C:\\Elsewhere"));
     EXPECT_EQ(GetSpecialFolderPath(0x7E), L"C:\\Elsewhere");
-    ::RegDeleteKeyValueW(HKEY_CURRENT_USER, kUserShellFolders, nullptr);
+    ::RegDeleteKeyValueW(HKEY_CURRENT_USER, shellFolders.c_str(), nullptr);
 }
 
 // Lines, their CR LF and Latin-1 are guarded by the log-removal tests.
@@ -133,15 +92,4 @@ TEST(SetTokenPrivilege, WritesItsErrorsToStandardOutputOnly)
     SetTokenPrivilege(token.Get(), L"SeNoSuchPrivilege", true);
     std::fflush(stdout);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "LookupPrivilegeValue error: 1313\n");
-}
-
-TEST(StartupState, ResolvesTheSystemEntryPointsAndTheVersion)
-{
-    EXPECT_NE(g_pfnIsWow64Process, nullptr);
-    EXPECT_NE(g_pfnAdjustTokenPrivileges, nullptr);
-    EXPECT_NE(g_pfnLookupPrivilegeValueW, nullptr);
-    EXPECT_EQ(g_osVersion.dwOSVersionInfoSize, sizeof(OSVERSIONINFOEXW));
-    EXPECT_GE(g_osVersion.dwMajorVersion, 5u);
-    // This program is a 64-bit build: never under emulation.
-    EXPECT_FALSE(IsWow64());
 }
