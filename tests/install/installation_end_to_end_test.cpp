@@ -214,7 +214,7 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     EXPECT_EQ(box->text, LoadMessageText(IDS_CONFIRM_UNINSTALL));
     // The copy first gives the first stage a second to end, then schedules itself.
     std::vector<DWORD> stages;
-    ASSERT_TRUE(WaitUntil([&] { return !(stages = SecondStageProcesses()).empty(); }, 30000));
+    ASSERT_TRUE(WaitUntil([&] { return !(stages = FindProcesses(L"uni", L".tmp")).empty(); }, 30000));
     UniqueHandle stage(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, stages.front()));
     FILETIME created = {};
     FILETIME unused[3] = {};

@@ -243,13 +243,30 @@ TEST(WizardFlow, PortableSkipsTheGroupPageBothWaysAndWantsAFolderFirst)
     RemoveTree(L"C:\\Pixvane 8");
 }
 
-TEST(WizardFlow, TheGroupPageChecksItsNameOnBackTooAndChoicesSurviveBackAndNext)
+// Browse adds the product folder only to a folder in use and shuns one with
+// an older version; the group page checks its name on Back too; choices
+// survive Back and Next.
+TEST(WizardFlow, TheFolderAndGroupPagesCheckWhatTheyAreGivenAndKeepTheChoices)
 {
+    const std::wstring empty = MakeScratchFolder(L"wizard-empty");
+    const std::wstring used = MakeScratchFolder(L"wizard-used");
+    WriteTextFile(used + L"\\notes.txt", "mine");
+    const std::wstring older = MakeScratchFolder(L"wizard-pv6");
+    WriteTextFile(older + L"\\Pixvn6.exe", "MZ");
     RemoveTree(kDefaultFolder);
     WizardDriver wizard;
     StartAtFolderPage(wizard);
     EXPECT_EQ(wizard.Text(IDC_DESTINATION), kDefaultFolder);
     EXPECT_TRUE(wizard.IsChecked(IDC_KIND_ALL_USERS));
+    ASSERT_TRUE(wizard.BrowseTo(empty));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
+    EXPECT_FALSE(FolderExists(empty));  // the installation makes it again
+    ASSERT_TRUE(wizard.BrowseTo(older));
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_OLDER_VERSION_FOLDER));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
+    ASSERT_TRUE(wizard.BrowseTo(used));
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), used + L"\\Pixvane 8");
+    wizard.Choose(IDC_KIND_CURRENT_USER, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
     wizard.Press(IDOK);
     ASSERT_EQ(wizard.PageName(), L"group");
     EXPECT_EQ(wizard.Text(IDC_GROUP_NAME), L"Pixvane 8");
@@ -289,42 +306,12 @@ TEST(WizardFlow, TheGroupPageChecksItsNameOnBackTooAndChoicesSurviveBackAndNext)
     EXPECT_TRUE(WaitUntil([&] { return (product = ::FindWindowW(L"Pixvane8MainFrame", nullptr)) != nullptr; }, 10000));
     ::PostMessageW(product, WM_CLOSE, 0, 0);
     EXPECT_TRUE(WaitForNoProcesses(L"Pixvn8", L".exe", 10000));
-    EXPECT_TRUE(FileExists(std::wstring(kDefaultFolder) + L"\\Pixvn8.exe"));
-    EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"B");
-    EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_PROGRAMS, L"Abc")));
-    EXPECT_TRUE(FileExists(Shortcut(CSIDL_COMMON_STARTUP)));
-    EXPECT_FALSE(FileExists(Shortcut(CSIDL_COMMON_DESKTOPDIRECTORY)));
-    ::DeleteFileW(Shortcut(CSIDL_COMMON_STARTUP).c_str());
-}
-
-TEST(FolderPage, BrowseAddsTheProductFolderOnlyToAFolderInUseAndShunsAnOlderVersion)
-{
-    const std::wstring empty = MakeScratchFolder(L"wizard-empty");
-    const std::wstring used = MakeScratchFolder(L"wizard-used");
-    WriteTextFile(used + L"\\notes.txt", "mine");
-    const std::wstring older = MakeScratchFolder(L"wizard-pv6");
-    WriteTextFile(older + L"\\Pixvn6.exe", "MZ");
-    WizardDriver wizard;
-    StartAtFolderPage(wizard);
-
-    ASSERT_TRUE(wizard.BrowseTo(empty));
-    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
-    EXPECT_FALSE(FolderExists(empty));  // the installation makes it again
-    ASSERT_TRUE(wizard.BrowseTo(older));
-    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_OLDER_VERSION_FOLDER));
-    EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
-    ASSERT_TRUE(wizard.BrowseTo(used));
-    EXPECT_EQ(wizard.Text(IDC_DESTINATION), used + L"\\Pixvane 8");
-
-    wizard.Choose(IDC_KIND_CURRENT_USER, IDC_KIND_CURRENT_USER, IDC_KIND_PORTABLE);
-    wizard.Press(IDOK);
-    wizard.Press(IDOK);
-    InstallFromReadyPage(wizard);
-    EXPECT_EQ(Finish(wizard), 0);
     EXPECT_TRUE(FileExists(used + L"\\Pixvane 8\\Pixvn8.exe"));
     EXPECT_EQ(GetRegString(HKEY_LOCAL_MACHINE, kProductKey, L"AllUsers"), L"A");
-    EXPECT_TRUE(FileExists(Shortcut(CSIDL_PROGRAMS, L"Pixvane 8")));
-    EXPECT_TRUE(FileExists(Shortcut(CSIDL_DESKTOPDIRECTORY)));
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_PROGRAMS, L"Abc")));
+    EXPECT_TRUE(FileExists(Shortcut(CSIDL_STARTUP)));
+    EXPECT_FALSE(FileExists(Shortcut(CSIDL_DESKTOPDIRECTORY)));
+    ::DeleteFileW(Shortcut(CSIDL_STARTUP).c_str());
 }
 
 TEST(FinishedPage, AFileInUseOffersTheRestartAfterTheFolderPageNamedTheEarlierCopy)
