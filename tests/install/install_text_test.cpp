@@ -121,11 +121,3 @@ TEST(ClosingPageQuery, ALineLongerThanTheBufferIsReadInPieces)
     // A piece that begins with a key counts as a line of its own.
     EXPECT_EQ(ClosingPageQuery(key + std::wstring(fits + 7, L'a') + L"Update=http://u.example/de\n"), L"?Lang=DE");
 }
-
-TEST(UnquoteTarget, DropsOneQuoteAtEachEnd)
-{
-    EXPECT_EQ(UnquoteTarget(L"\"C:\\Program Files\\Pixvane 8\\Pixvn8.exe\""), L"C:\\Program Files\\Pixvane 8\\Pixvn8.exe");
-    EXPECT_EQ(UnquoteTarget(L"\"\"C:\\a.exe\"\""), L"\"C:\\a.exe\"");
-    EXPECT_EQ(UnquoteTarget(L"\"C:\\a.exe"), L"C:\\a.exe");
-    EXPECT_EQ(UnquoteTarget(L"\""), L"");
-}
