@@ -137,10 +137,18 @@ std::wstring MakeProductFolder(const std::wstring& name)
 
 }  // namespace
 // The names and numbers every participant must share, as literals.
-TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersAsEveryParticipantExpects)
+// A member's main window is an unowned, non-tool window titled like the product.
+TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersMainWindowsAsEveryParticipantExpects)
 {
     const DWORD self = ::GetCurrentProcessId();
+    const TestWindow later = MakeWindow(L"Capture - Pixvane 8");
+    const TestWindow tool = MakeWindow(L"Pixvane 8 - tools", WS_EX_TOOLWINDOW);
+    const TestWindow owner = MakeWindow(L"Capture owner");
+    const TestWindow owned = MakeWindow(L"Pixvane 8 - options", 0, owner.get());
+    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(self), nullptr);
     const TestWindow main = MakeWindow(L"Pixvane 8 - picture.png");
+    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(self), main.get());
+    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(kAbsentProcessId), nullptr);
     COXInstanceManager registry(L"Test.Pixvane.Layout", 1024, true);
     RawInstanceMapping raw(L"Test.Pixvane.Layout");
     ASSERT_TRUE(raw.IsOpen());
@@ -204,20 +212,6 @@ TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersAsEveryParticipantEx
                                 L"Local\\COXInstanceManager_Additional_Mutex_Test.Pixvane.Layout"}) {
         EXPECT_EQ(AccessListOf(name), L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;IU)") << name;
     }
-}
-
-TEST(InstanceWindowSearch, TakesOnlyAnUnownedNonToolWindowTitledLikeTheProduct)
-{
-    const DWORD self = ::GetCurrentProcessId();
-    const TestWindow later = MakeWindow(L"Capture - Pixvane 8");
-    const TestWindow tool = MakeWindow(L"Pixvane 8 - tools", WS_EX_TOOLWINDOW);
-    const TestWindow owner = MakeWindow(L"Capture owner");
-    const TestWindow owned = MakeWindow(L"Pixvane 8 - options", 0, owner.get());
-    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(self), nullptr);
-
-    const TestWindow main = MakeWindow(L"Pixvane 8 - picture.png");
-    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(self), main.get());
-    EXPECT_EQ(COXInstanceManager::FindInstanceWindow(kAbsentProcessId), nullptr);
 }
 
 TEST(InstanceRegistryWithoutMapping, AnswersNothingAndChangesNothing)
