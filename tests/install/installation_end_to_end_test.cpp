@@ -4,7 +4,6 @@
 // what was in use, and the machine compared with how it was before.
 #include "app/instance_manager.h"
 #include "install/installation.h"
-#include "install/version_checks.h"
 #include "support/machine_snapshot.h"
 #include "support/message_boxes.h"
 #include "support/test_env.h"
@@ -54,10 +53,8 @@ int RunSetup(const std::wstring& setup, const std::wstring& arguments)
     return exitCode;
 }
 
-std::wstring OlderSetup()
-{
-    return BuildPath(L"sample-versions\\8.1.2.3\\setup.exe");
-}
+// The earlier release's package, to upgrade from.
+const std::wstring kOlderPackage = BuildPath(L"sample-versions\\8.1.2.3\\");
 
 // Files and folders (these with a trailing "\") below folder, relative to it.
 std::set<std::wstring> FilesBelow(const std::wstring& folder)
@@ -68,13 +65,6 @@ std::set<std::wstring> FilesBelow(const std::wstring& folder)
         files.insert(entry.path().wstring().substr(folder.size() + 1) + (entry.is_directory() ? L"\\" : L""));
     }
     return files;
-}
-
-std::wstring VersionText(const std::wstring& path)
-{
-    const FileVersion v = ReadFileVersion(path);
-    return std::to_wstring(v.major) + L"." + std::to_wstring(v.minor) + L"." + std::to_wstring(v.third) + L"." +
-           std::to_wstring(v.fourth);
 }
 
 class InstallationEndToEnd : public ::testing::Test {
@@ -209,7 +199,7 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     EXPECT_EQ(box->text, LoadMessageText(IDS_CONFIRM_UNINSTALL));
     // The copy first gives the first stage a second to end, then schedules itself.
     std::vector<DWORD> stages;
-    ASSERT_TRUE(WaitUntil([&] { return !(stages = SecondStageProcesses()).empty(); }, 30000));
+    ASSERT_TRUE(WaitUntil([&] { return !(stages = FindProcesses(L"uni", L".tmp")).empty(); }, 30000));
     UniqueHandle stage(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, stages.front()));
     FILETIME created = {};
     FILETIME unused[3] = {};
@@ -371,7 +361,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     // installation for the current user. Its group is moved to two levels,
     // as the wizard can make it.
     const std::wstring folder = L"C:\\Apps\\Pixvane";
-    ASSERT_EQ(RunSetup(OlderSetup(), L"-s -instdir " + folder), kExitInstalled);
+    ASSERT_EQ(RunSetup(kOlderPackage + L"setup.exe", L"-s -instdir " + folder), kExitInstalled);
     const std::wstring programs = GetSpecialFolderPath(CSIDL_PROGRAMS);
     MakeFolders(programs + L"\\Quorvex");
     ASSERT_TRUE(::MoveFileW((programs + L"\\Pixvane 8").c_str(), (programs + L"\\Quorvex\\Pixvane 8").c_str()));
@@ -390,7 +380,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
 
     EXPECT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s"), kExitRestartNeeded);
-    EXPECT_EQ(VersionText(folder + L"\\Pixvn8.exe"), VersionText(PackagePath(L"Pixvn8.exe")));
+    EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8.exe"), ReadTextFile(PackagePath(L"Pixvn8.exe")));
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
@@ -425,7 +415,7 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
     } cases[] = {
         {PackagePath(L"setup.exe"), L"Pixvane ver. 8.01.05.00 is already installed on this machine.\n\nWould you "
                                     L"like to run this setup again to select different options or repair the files?"},
-        {OlderSetup(), L"Pixvane v. 8.01.05.00 is already installed on this machine. You are trying to install an "
+        {kOlderPackage + L"setup.exe", L"Pixvane v. 8.01.05.00 is already installed on this machine. You are trying to install an "
                        L"older version 8.01.02.03 .\n\nDo you still want to continue?"},
     };
     for (const auto& run : cases) {
@@ -438,8 +428,8 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
         EXPECT_EQ(setup.Wait(kRunTimeoutMs), kExitUserDeclined);
         EXPECT_EQ(SnapshotChanges(installed, TakeMachineSnapshot()), Texts{});
     }
-    EXPECT_EQ(RunSetup(OlderSetup(), L"-s"), kExitInstalled);
-    EXPECT_EQ(VersionText(kDefaultFolder + L"\\Pixvn8.exe"), L"8.1.2.3");
+    EXPECT_EQ(RunSetup(kOlderPackage + L"setup.exe", L"-s"), kExitInstalled);
+    EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\Pixvn8.exe"), ReadTextFile(kOlderPackage + L"Pixvn8.exe"));
 }
 
 TEST_F(InstallationEndToEnd, PortableInstallationGoesOnTheOtherDriveAndTouchesNothingElse)

@@ -18,16 +18,11 @@ std::wstring CallsLogPath()
 
 }  // namespace
 
-std::vector<DWORD> SecondStageProcesses()
-{
-    return FindProcesses(L"uni", L".tmp");
-}
-
 bool WaitForSecondStage(DWORD timeoutMs, std::wstring* commandLine)
 {
     const ULONGLONG start = ::GetTickCount64();
     std::vector<DWORD> stages;
-    if (!WaitUntil([&] { return !(stages = SecondStageProcesses()).empty(); }, timeoutMs)) {
+    if (!WaitUntil([&] { return !(stages = FindProcesses(L"uni", L".tmp")).empty(); }, timeoutMs)) {
         return false;
     }
     if (commandLine) {
@@ -36,7 +31,7 @@ bool WaitForSecondStage(DWORD timeoutMs, std::wstring* commandLine)
         WaitUntil([&] { return !(*commandLine = CommandLineOf(stages.front())).empty(); }, 500);
     }
     const DWORD spent = static_cast<DWORD>(::GetTickCount64() - start);
-    return WaitUntil([] { return SecondStageProcesses().empty(); }, timeoutMs > spent ? timeoutMs - spent : 0);
+    return WaitUntil([] { return FindProcesses(L"uni", L".tmp").empty(); }, timeoutMs > spent ? timeoutMs - spent : 0);
 }
 
 std::wstring CommandLineOf(DWORD processId)

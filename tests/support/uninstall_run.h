@@ -9,12 +9,9 @@
 #include <string>
 #include <vector>
 
-// Process ids of the running second stages ("uni*.tmp" programs).
-std::vector<DWORD> SecondStageProcesses();
-
-// Waits until a second stage has appeared and every one has ended; false
-// when none ended within timeoutMs (or none ever came). commandLine, when
-// given, receives the command line the stage was started with.
+// Waits until a second stage (a "uni*.tmp" program) has appeared and every
+// one has ended; false when none ended within timeoutMs (or none ever came).
+// commandLine, when given, receives the command line the stage was started with.
 bool WaitForSecondStage(DWORD timeoutMs, std::wstring* commandLine = nullptr);
 
 // The command line a running process was started with, read from its own

@@ -9,9 +9,3 @@ TEST(WizardText, AgreementIsLittleEndianUnitsWithAnOddLastByteDropped)
     // Five bytes: a byte-order mark, "H", and half a character.
     EXPECT_EQ(DecodeUtf16Le(std::string("\xFF\xFEH\0i", 5)), std::wstring(L"\xFEFF") + L"H");
 }
-
-TEST(WizardText, FinishedLineCarriesMinorAndBuildWithTwoDigits)
-{
-    EXPECT_EQ(WithMinorAndBuild(L"Pixvane 8 has been successfully installed.", 5, 3),
-              L"Pixvane 8.05.03 has been successfully installed.");
-}

@@ -28,13 +28,6 @@ std::string Narrow(const std::wstring& text)
     return std::string(text.begin(), text.end());  // test paths are Latin-1
 }
 
-// Held without FILE_SHARE_DELETE, as a running program holds its files.
-UniqueFileHandle HoldOpen(const std::wstring& path)
-{
-    return UniqueFileHandle(::CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                          OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-}
-
 // A product folder "prod" inside a scratch folder, so that there is an
 // outside to protect.
 class LogRemoval : public ::testing::Test {
@@ -198,8 +191,8 @@ TEST_F(LogRemoval, WhatCannotGoNowIsLeftToTheRestartInLogOrder)
     }
     const DWORD all = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
     ::SetFileAttributesW(In(L"locked.dll").c_str(), all);
-    UniqueFileHandle holder = HoldOpen(In(L"locked.dll"));
-    ASSERT_TRUE(holder);
+    FileHolder holder;
+    ASSERT_TRUE(holder.Hold(In(L"locked.dll")));
     WriteTextFile(m_log, "Make Dir: Effects\r\nMake Dir: Effects\\Frames\r\nMake Dir: Languages\r\n"
                          "File Copy: locked.dll\r\nFile Copy: Effects\\Frames\\*.png\r\n");
 
@@ -212,7 +205,7 @@ TEST_F(LogRemoval, WhatCannotGoNowIsLeftToTheRestartInLogOrder)
     EXPECT_FALSE(FolderExists(In(L"Effects\\Frames")));
     EXPECT_TRUE(IsPendingDeletion(In(L"Effects")));
     EXPECT_TRUE(IsPendingDeletion(In(L"Languages")));
-    holder.Reset();
+    holder.Release();
     SimulateRestart();
 }
 

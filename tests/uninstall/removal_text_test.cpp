@@ -1,3 +1,4 @@
+#include "uninstall/deferred_delete_text.h"
 #include "uninstall/install_log_text.h"
 
 #include <gtest/gtest.h>
@@ -54,4 +55,18 @@ TEST(LogLine, ConfinementKeepsNamesInsideTheProductFolder)
     for (const wchar_t* path : {L"C:\\Windows\\win.ini", L"C:\\x.lnk.exe", L"C:\\x.lnk:s", L"lnk"}) {
         EXPECT_FALSE(IsShortcutFileName(path)) << path;
     }
+}
+
+// The block's contents are checked through the profile API in the removal tests.
+TEST(WininitBlock, RefusesABlockThatWouldReachTheBufferEnd)
+{
+    const std::size_t used = 1000;
+    const std::wstring section(used, L'a');
+    // "NUL=", the path and its zero must leave room for the closing zero.
+    const std::wstring fits(kWininitSectionChars - used - 6, L'p');
+    std::wstring block = L"untouched";
+    EXPECT_FALSE(BuildWininitDeletionBlock(section, used, fits + L"p", block));
+    EXPECT_EQ(block, L"untouched");
+    ASSERT_TRUE(BuildWininitDeletionBlock(section, used, fits, block));
+    EXPECT_EQ(block.size(), kWininitSectionChars);
 }
