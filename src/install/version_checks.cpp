@@ -18,6 +18,48 @@ constexpr wchar_t kProductKey[] = L"SOFTWARE\\Quorvex\\Pixvane 8";
 constexpr wchar_t kAppPathKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe";
 constexpr wchar_t kLicenceCommandKey[] = L"Pixvane8.License\\shell\\open\\command";
 
+// version.dll is not one of the libraries Windows always takes from the
+// system folder. Imported by name, it would be loaded before any of our code
+// runs from wherever this program was started: a download folder, or the
+// temporary folder the uninstaller's second stage runs from, elevated. So it
+// is loaded by its full path in the system folder, and only when needed.
+struct VersionLibrary {
+    decltype(&::GetFileVersionInfoSizeW) infoSize = nullptr;
+    decltype(&::GetFileVersionInfoW) info = nullptr;
+    decltype(&::VerQueryValueW) query = nullptr;
+
+    static const VersionLibrary& Get()
+    {
+        static const VersionLibrary library;
+        return library;
+    }
+
+private:
+    VersionLibrary()
+    {
+        wchar_t system[MAX_PATH] = {};
+        const UINT length = ::GetSystemDirectoryW(system, MAX_PATH);
+        if (length == 0 || length >= MAX_PATH) {
+            return;
+        }
+        // Kept loaded for the rest of the process, like a linked library.
+        HMODULE module = ::LoadLibraryW((std::wstring(system) + L"\\version.dll").c_str());
+        if (!module) {
+            return;
+        }
+        infoSize = Proc<decltype(infoSize)>(module, "GetFileVersionInfoSizeW");
+        info = Proc<decltype(info)>(module, "GetFileVersionInfoW");
+        query = Proc<decltype(query)>(module, "VerQueryValueW");
+    }
+
+    template <typename Fn>
+    static Fn Proc(HMODULE module, const char* name)
+    {
+        // GetProcAddress returns a generic FARPROC; the types above are the documented signatures.
+        return reinterpret_cast<Fn>(reinterpret_cast<void*>(::GetProcAddress(module, name)));
+    }
+};
+
 std::wstring DropTrailingBackslash(std::wstring folder)
 {
     if (!folder.empty() && folder.back() == L'\\') {
@@ -96,16 +138,20 @@ std::wstring DefaultProgramsFolder()
 FileVersion ReadFileVersion(const std::wstring& path)
 {
     FileVersion version;
+    const VersionLibrary& library = VersionLibrary::Get();
+    if (!library.infoSize || !library.info || !library.query) {
+        return version;
+    }
     DWORD ignored = 0;
-    const DWORD size = ::GetFileVersionInfoSizeW(path.c_str(), &ignored);
+    const DWORD size = library.infoSize(path.c_str(), &ignored);
     if (size == 0) {
         return version;
     }
     std::vector<BYTE> data(size);
     VS_FIXEDFILEINFO* fixed = nullptr;
     UINT fixedSize = 0;
-    if (!::GetFileVersionInfoW(path.c_str(), 0, size, data.data()) ||
-        !::VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&fixed), &fixedSize) || !fixed ||
+    if (!library.info(path.c_str(), 0, size, data.data()) ||
+        !library.query(data.data(), L"\\", reinterpret_cast<void**>(&fixed), &fixedSize) || !fixed ||
         fixedSize < sizeof(VS_FIXEDFILEINFO)) {
         return version;
     }

@@ -232,7 +232,8 @@ TEST_F(Package, PassesTheArgumentsOnAndLoadsNoLibraryPlantedBesideIt)
     };
 
     // The control: setup.exe started from that folder itself takes the
-    // version.dll it imports, so a planted library is seen when loaded.
+    // planted version.dll (Wine's own user32 loads it by bare name), so a
+    // planted library is seen when loaded.
     ASSERT_TRUE(::CopyFileW(PackagePath(L"setup.exe").c_str(), (folder + L"\\setup.exe").c_str(), FALSE));
     RunToEnd(Quoted(folder + L"\\setup.exe") + L" -s", 30000);
     const Texts control = loaded();

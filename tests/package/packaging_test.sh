@@ -2,7 +2,8 @@
 # Packaging as a vendor does it: a list that is not right stops it and is
 # named by its line; a list without the reverse "Make Dir: " tail is packed
 # with one; a throwaway certificate signs setup.exe, PxvUnInst.exe and the
-# package, and osslsigncode verifies all three.
+# package, and osslsigncode verifies all three; setup.exe links no library
+# that a folder could plant.
 #   packaging_test.sh REPOSITORY PACKAGE_FOLDER
 set -euo pipefail
 root="$1"
@@ -31,4 +32,10 @@ done
 cmp "$folder/PxvUnInst.log" "$work/packed/PxvUnInst.log" || fail "the packed list lacks its tail"
 # The vendor's own files are left as they were.
 cmp "$folder/setup.exe" "$work/good/setup.exe" || fail "the package folder's setup.exe was changed"
+# setup.exe links only libraries that Windows takes from the system folder
+# whatever folder it starts from (the common controls come from the
+# side-by-side store its manifest names); version.dll is loaded by full path.
+imports=$(x86_64-w64-mingw32-objdump -p "$folder/setup.exe" | sed -n 's/^\s*DLL Name: //p' | tr 'A-Z' 'a-z' | sort | tr '\n' ' ')
+[ "$imports" = "advapi32.dll comctl32.dll gdi32.dll kernel32.dll msvcrt.dll ole32.dll shell32.dll user32.dll " ] ||
+    fail "setup.exe links $imports"
 echo "packaging: passed"
