@@ -79,14 +79,11 @@ std::wstring AccessListOf(const wchar_t* name)
     }
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     wchar_t* text = nullptr;
-    if (!object || ::GetSecurityInfo(object.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr,
-                                     nullptr, nullptr, &descriptor) != ERROR_SUCCESS ||
-        !::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1,
-                                                                DACL_SECURITY_INFORMATION, &text, nullptr)) {
-        ::LocalFree(descriptor);
-        return {};
-    }
-    std::wstring list(text);
+    ::GetSecurityInfo(object.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
+                      &descriptor);
+    ::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
+                                                           &text, nullptr);
+    const std::wstring list = text ? text : L"";
     ::LocalFree(text);
     ::LocalFree(descriptor);
     return list;

@@ -121,3 +121,11 @@ TEST(ClosingPageQuery, ALineLongerThanTheBufferIsReadInPieces)
     // A piece that begins with a key counts as a line of its own.
     EXPECT_EQ(ClosingPageQuery(key + std::wstring(fits + 7, L'a') + L"Update=http://u.example/de\n"), L"?Lang=DE");
 }
+
+// The shell's link object drops a pair of quotes on its own; the shortcut
+// tests prove a lone one goes too.
+TEST(UnquoteTarget, DropsOneQuoteAtEachEnd)
+{
+    EXPECT_EQ(UnquoteTarget(L"\"\"C:\\a.exe\"\""), L"\"C:\\a.exe\"");
+    EXPECT_EQ(UnquoteTarget(L"\""), L"");
+}

@@ -181,11 +181,6 @@ bool RegKeyExists(HKEY root, const std::wstring& key)
     return ::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ, opened.Put()) == ERROR_SUCCESS;
 }
 
-bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name)
-{
-    return ::RegGetValueW(root, key.c_str(), name, RRF_RT_ANY, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-}
-
 std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name)
 {
     const DWORD types = RRF_RT_REG_SZ | RRF_RT_REG_MULTI_SZ;

@@ -83,7 +83,6 @@ std::wstring WindowText(HWND window);
 // Registry helpers for tests (a 64-bit program: the 64-bit view).
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value);
 bool RegKeyExists(HKEY root, const std::wstring& key);
-bool RegValueExists(HKEY root, const std::wstring& key, const wchar_t* name);
 // The value as text (REG_SZ or REG_MULTI_SZ with its zeros), empty when missing.
 std::wstring GetRegString(HKEY root, const std::wstring& key, const wchar_t* name);
 void DeleteRegTree(HKEY root, const std::wstring& key);

@@ -80,3 +80,14 @@ TEST(AppendLineToFile, StopsAtACharacterTheCodePageCannotHoldAndLeavesAFileItCan
     AppendLineToFile(L"C:\\pxtest\\no-such-folder\\x.log", L"new");
     EXPECT_FALSE(FileExists(L"C:\\pxtest\\no-such-folder\\x.log"));
 }
+
+TEST(SetTokenPrivilege, WritesItsErrorsToStandardOutputOnly)
+{
+    UniqueHandle token;
+    ASSERT_TRUE(g_pfnOpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, token.Put()));
+    testing::internal::CaptureStdout();
+    SetTokenPrivilege(token.Get(), L"SeShutdownPrivilege", true);
+    SetTokenPrivilege(token.Get(), L"SeNoSuchPrivilege", true);
+    std::fflush(stdout);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "LookupPrivilegeValue error: 1313\n");
+}

@@ -306,7 +306,7 @@ TEST(RestoreFileAssociations, WithoutExplorersChoicesRestoresTheClassesAndTellsT
     ASSERT_TRUE(SetRegString(HKEY_CLASSES_ROOT, L".pvi\\UserChoice", L"Progid", L"otherfile"));
     ASSERT_TRUE(SetRegString(HKEY_CLASSES_ROOT, L".pvi", L"PixvnOld", L"PvOldView.exe"));
     EXPECT_EQ(CountAssociationNotices(&RestoreFileAssociations), 0);
-    EXPECT_FALSE(RegValueExists(HKEY_CLASSES_ROOT, L".pvi", L"PixvnOld")) << "cleared on new systems, whoever chose";
+    EXPECT_EQ(GetRegString(HKEY_CLASSES_ROOT, L".pvi", L"PixvnOld"), L"") << "cleared on new systems, whoever chose";
     EXPECT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, L".pvi\\UserChoice"));
 
     ASSERT_TRUE(SetRegString(HKEY_CLASSES_ROOT, L".pvi\\UserChoice", L"Progid", L"Applications\\Pixvn8.exe"));
