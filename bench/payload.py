@@ -96,23 +96,23 @@ def _content(rng, size):
     return b"".join(parts)
 
 
-def plan_payload(spec):
+def plan_payload(shape):
     """[(relative name, size, content seed)] of a set, in a fixed order."""
-    rng = random.Random(spec["seed"])
-    classes = ["small"] * spec["small"] + ["medium"] * spec["medium"]
-    sizes = [_log_uniform(rng, *SMALL) for _ in range(spec["small"])]
-    sizes += [_log_uniform(rng, *MEDIUM) for _ in range(spec["medium"])]
-    if spec["large"]:
-        rest = spec["total"] - sum(sizes)
+    rng = random.Random(shape["seed"])
+    classes = ["small"] * shape["small"] + ["medium"] * shape["medium"]
+    sizes = [_log_uniform(rng, *SMALL) for _ in range(shape["small"])]
+    sizes += [_log_uniform(rng, *MEDIUM) for _ in range(shape["medium"])]
+    if shape["large"]:
+        rest = shape["total"] - sum(sizes)
         low, high = LARGE
-        spare = rest - spec["large"] * low
-        weights = [rng.uniform(0.2, 1.0) for _ in range(spec["large"])]
+        spare = rest - shape["large"] * low
+        weights = [rng.uniform(0.2, 1.0) for _ in range(shape["large"])]
         large = [low + int(spare * w / sum(weights)) for w in weights]
         large[-1] += rest - sum(large)  # the rounding's few bytes
         if spare < 0 or max(large) > high:
-            sys.exit(f"payload: the large files cannot make up {spec['total']} bytes")
+            sys.exit(f"payload: the large files cannot make up {shape['total']} bytes")
         sizes += large
-        classes += ["large"] * spec["large"]
+        classes += ["large"] * shape["large"]
     files = []
     counters = {}
     for cls, size in zip(classes, sizes):
@@ -132,9 +132,9 @@ def _local(folder, name):
     return os.path.join(folder, *name.split("\\"))
 
 
-def make_payload(folder, spec):
+def make_payload(folder, shape):
     """Writes the set's files below folder; returns [(relative name, size)]."""
-    files = plan_payload(spec)
+    files = plan_payload(shape)
     for sub, _ in FOLDERS:
         os.makedirs(_local(folder, sub), exist_ok=True)
     for name, size, seed in files:
