@@ -111,8 +111,7 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
 }
 
-// A file that cannot even be renamed goes to ".new": the upgrade end to end.
-TEST_F(Deployment, TargetsThatResistAreClearedOrMovedAside)
+TEST_F(Deployment, TargetsThatResistAreClearedMovedAsideOrLeftToTheRestart)
 {
     MakeFolders(Dest());
     WriteTextFile(Source(L"plain.txt"), "new");
@@ -137,6 +136,15 @@ TEST_F(Deployment, TargetsThatResistAreClearedOrMovedAside)
     EXPECT_TRUE(IsPendingDeletion(running + L".old"));
     EXPECT_TRUE(IsPendingDeletion(running + L".old2"));
     EXPECT_FALSE(g_restartPending);
+
+    // One held without delete sharing cannot even be renamed: the restart
+    // deletes it, then moves the new copy in (a delayed move does not replace).
+    FileHolder holder;
+    ASSERT_TRUE(holder.Hold(Dest() + L"\\plain.txt"));
+    CopyOneFile(L"plain.txt", m_source, Dest(), nullptr);
+    EXPECT_EQ(ReadTextFile(Dest() + L"\\plain.txt.new"), "new");
+    EXPECT_TRUE(IsPendingDeletion(Dest() + L"\\plain.txt"));
+    EXPECT_TRUE(g_restartPending);
 }
 
 bool ShutdownPrivilegeEnabled()
