@@ -23,7 +23,7 @@ const std::wstring kProductFolder = L"C:\\Program Files\\Pixvane 8";
 const std::wstring kUninstallKey = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8";
 const std::wstring kProductKey = L"SOFTWARE\\Quorvex\\Pixvane 8";
 
-std::string Narrow(const std::wstring& text)
+std::string Printable(const std::wstring& text)
 {
     std::string out;
     for (wchar_t c : text) {
@@ -38,7 +38,7 @@ std::string Narrow(const std::wstring& text)
 
 void Say(const std::wstring& text)
 {
-    std::printf("%s\n", Narrow(text).c_str());
+    std::printf("%s\n", Printable(text).c_str());
     std::fflush(stdout);
 }
 
@@ -46,11 +46,6 @@ void Heading(const std::wstring& text)
 {
     Say(L"");
     Say(L"== " + text);
-}
-
-std::wstring Quoted(const std::wstring& path)
-{
-    return L"\"" + path + L"\"";
 }
 
 std::wstring Widen(const std::string& text)

@@ -63,13 +63,6 @@ bool StartProductCopy(ChildProcess& product)
            WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000);
 }
 
-Ids ListOf(COXInstanceManager& registry)
-{
-    Ids ids;
-    EXPECT_TRUE(registry.GetInstanceList(ids));
-    return ids;
-}
-
 // The access list of a named mapping or mutex, in SDDL; empty when it cannot be read.
 std::wstring AccessListOf(const wchar_t* name)
 {
@@ -101,12 +94,6 @@ std::wstring SetupCommand(const std::wstring& arguments)
     return L"\"" + setup + L"\" " + arguments;
 }
 
-// Still running a second later: nobody asked it to close.
-bool LeftRunning(ChildProcess& product)
-{
-    return product.Wait(1000) == -1;
-}
-
 class RunningInstances : public ::testing::Test {
 protected:
     // Not a member, but it keeps the mapping alive between members, so that a
@@ -114,31 +101,16 @@ protected:
     COXInstanceManager m_registry{kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, false};
 };
 
-std::wstring Quoted(const std::wstring& path)
-{
-    return L"\"" + path + L"\"";
-}
-
-// A product folder as far as start-up cares: the uninstaller, the product
-// double and the thumbnail-handler library.
-std::wstring MakeProductFolder(const std::wstring& name)
-{
-    const std::wstring folder = MakeScratchFolder(name) + L"\\Pixvane 8";
-    MakeFolders(folder);
-    ::CopyFileW(PackagePath(L"setup.exe").c_str(), (folder + L"\\PxvUnInst.exe").c_str(), FALSE);
-    for (const wchar_t* file : {L"Pixvn8.exe", L"ThumbPvi32.dll"}) {
-        ::CopyFileW(PackagePath(file).c_str(), (folder + L"\\" + file).c_str(), FALSE);
-    }
-    return folder;
-}
-
 }  // namespace
+
 // The names and numbers every participant must share, as literals.
-// A member's main window is an unowned, non-tool window titled like the product.
+// A member's main window is an unowned, non-tool window whose title starts
+// with the product's name, case and all.
 TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersMainWindowsAsEveryParticipantExpects)
 {
     const DWORD self = ::GetCurrentProcessId();
     const TestWindow later = MakeWindow(L"Capture - Pixvane 8");
+    const TestWindow upper = MakeWindow(L"PIXVANE 8");
     const TestWindow tool = MakeWindow(L"Pixvane 8 - tools", WS_EX_TOOLWINDOW);
     const TestWindow owner = MakeWindow(L"Capture owner");
     const TestWindow owned = MakeWindow(L"Pixvane 8 - options", 0, owner.get());
@@ -171,7 +143,9 @@ TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersMainWindowsAsEveryPa
     EXPECT_TRUE(registry.RemoveInstance(1001));  // the first occurrence only
     ASSERT_TRUE(::PeekMessageW(&message, main.get(), 1947, 1947, PM_REMOVE));
     EXPECT_EQ(message.lParam, 1001);
-    EXPECT_EQ(ListOf(registry), (Ids{self, 1002, 1001}));
+    Ids ids;
+    EXPECT_TRUE(registry.GetInstanceList(ids));
+    EXPECT_EQ(ids, (Ids{self, 1002, 1001}));
     EXPECT_EQ(raw.Slot(3), 1001u);  // the stale copy the product also leaves
     // Nobody left who was not there: nothing posted.
     EXPECT_FALSE(registry.RemoveInstance(1003));
@@ -209,21 +183,15 @@ TEST(InstanceRegistry, LaysOutTheListAndTellsTheOtherMembersMainWindowsAsEveryPa
                                 L"Local\\COXInstanceManager_Additional_Mutex_Test.Pixvane.Layout"}) {
         EXPECT_EQ(AccessListOf(name), L"D:(A;;GA;;;SY)(A;;GA;;;BA)(A;;GA;;;IU)") << name;
     }
-}
 
-TEST(InstanceRegistryWithoutMapping, AnswersNothingAndChangesNothing)
-{
-    // No such object folder: neither the mapping nor the mutexes can be made.
-    COXInstanceManager registry(L"Test.Pixvane\\no\\such\\folder", 1024, true);
-    std::vector<uint32_t> ids{7};
-    EXPECT_EQ(registry.GetInstanceCount(), 0u);
-    EXPECT_FALSE(registry.GetInstanceList(ids));
-    EXPECT_EQ(ids, std::vector<uint32_t>{7});
-    EXPECT_FALSE(registry.AddInstance(8));
-    EXPECT_FALSE(registry.SetMaxInstances(2, true));
-    EXPECT_EQ(registry.GetMaxInstances(), 0u);
-    EXPECT_FALSE(registry.ActivateFirstInstance(true));
-    EXPECT_EQ(registry.MapAdditionalArea(), nullptr);
+    // Without its objects (no such object folder) a registry answers nothing.
+    COXInstanceManager broken(L"Test.Pixvane\\no\\such\\folder", 1024, true);
+    ids = {7};
+    EXPECT_FALSE(broken.GetInstanceList(ids) || broken.AddInstance(8) || broken.SetMaxInstances(2, true) ||
+                 broken.ActivateFirstInstance(true));
+    EXPECT_EQ(ids, Ids{7});
+    EXPECT_EQ(broken.GetInstanceCount() + broken.GetMaxInstances(), 0u);
+    EXPECT_EQ(broken.MapAdditionalArea(), nullptr);
 }
 
 // The texts themselves are the catalogue test's; here which one is shown.
@@ -250,7 +218,7 @@ TEST_F(RunningInstances, InstallAsksAboutTheOthersItselfExcludedNoLeavesThemAndY
     EXPECT_EQ(aborted->text, LoadMessageText(IDS_SETUP_ABORTED_INSTANCES));
     EXPECT_EQ(aborted->form, L"OK* icon");
     EXPECT_EQ(second.Wait(10000), 1602);  // declined
-    EXPECT_TRUE(LeftRunning(product));
+    EXPECT_EQ(product.Wait(1000), -1);  // still running: nobody asked it to close
 
     // Yes: the first setup closes the product and goes on to install.
     ASSERT_TRUE(AnswerMessageBox(IDYES, 10000, first.Id()));
@@ -300,7 +268,7 @@ TEST_F(RunningInstances, WithItsOwnIdAmongTheFirstPositionsTheLastOtherIsLeftRun
         90000);
     ::TerminateProcess(setup.Get(), 99);  // whatever it does next is not under test
     ASSERT_TRUE(done);
-    EXPECT_TRUE(LeftRunning(last));
+    EXPECT_EQ(last.Wait(1000), -1);
 }
 
 
@@ -309,7 +277,13 @@ TEST_F(RunningInstances, WithItsOwnIdAmongTheFirstPositionsTheLastOtherIsLeftRun
 // own command line makes it report the end.
 TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
 {
-    const std::wstring folder = MakeProductFolder(L"copy-hang");
+    // A product folder as far as the copy cares: the uninstaller, the
+    // product double and the thumbnail-handler library.
+    const std::wstring folder = MakeScratchFolder(L"copy-hang\\Pixvane 8");
+    ::CopyFileW(PackagePath(L"setup.exe").c_str(), (folder + L"\\PxvUnInst.exe").c_str(), FALSE);
+    for (const wchar_t* file : {L"Pixvn8.exe", L"ThumbPvi32.dll"}) {
+        ::CopyFileW(PackagePath(file).c_str(), (folder + L"\\" + file).c_str(), FALSE);
+    }
     WriteTextFile(folder + L"\\hang-on-unregister", "");
     ClearProductCallsLog();
     const std::wstring copy = MakeScratchFolder(L"copy-hang-temp") + L"\\uni5A.tmp";

@@ -33,28 +33,19 @@ const std::wstring kFileExts = L"Software\\Microsoft\\Windows\\CurrentVersion\\E
 const std::wstring kOtherUser = L"S-1-5-21-1000-1000-1000-1001\\";
 const std::wstring kOtherProfile = L"C:\\users\\pxother";
 
-std::wstring Quoted(const std::wstring& text)
-{
-    return L"\"" + text + L"\"";
-}
-
-std::string Narrow(const std::wstring& text)
-{
-    return std::string(text.begin(), text.end());  // ASCII paths only
-}
-
-// The exit code, once what setup started without waiting (the thumbnail
-// handler's registration, the product's "-regonly" run) has finished too.
-int RunSetup(const std::wstring& setup, const std::wstring& arguments)
-{
-    const int exitCode = RunToEnd(Quoted(setup) + L" " + arguments, kRunTimeoutMs);
-    WaitForNoProcesses(L"regsvr32", L".exe", 10000);
-    WaitForNoProcesses(L"Pixvn8", L".exe", 10000);
-    return exitCode;
-}
-
+// Told of a package file whose folder holds settings and a licence, as an
+// administrator leaves them beside it.
+const std::wstring kBesideSettings = L"-sfxname=" + BuildPath(L"sfx\\Pixvane8Setup.exe");
 // The earlier release's package, to upgrade from.
 const std::wstring kOlderPackage = BuildPath(L"sample-versions\\8.1.2.3\\");
+
+// The exit code of an unattended run, which must show no window at all.
+int RunSilently(const std::wstring& setup, const std::wstring& arguments)
+{
+    const WatchedRun run = RunWatched(Quoted(setup) + L" " + arguments);
+    EXPECT_EQ(run.windows, Texts{}) << Narrow(arguments);
+    return run.exitCode;
+}
 
 // Files and folders (these with a trailing "\") below folder, relative to it.
 std::set<std::wstring> FilesBelow(const std::wstring& folder)
@@ -67,35 +58,16 @@ std::set<std::wstring> FilesBelow(const std::wstring& folder)
     return files;
 }
 
-class InstallationEndToEnd : public ::testing::Test {
+class InstallationEndToEnd : public MachineTest {
 protected:
-    void SetUp() override
-    {
-        SimulateRestart();
-        ClearProductCallsLog();
-        // Windows has this key, which registration writes into and removal
-        // leaves; a fresh Wine prefix lacks it.
-        SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Other.Viewer", L"SOFTWARE\\Other");
-        m_before = TakeMachineSnapshot();
-    }
-
     void TearDown() override
     {
         ::RegDeleteKeyValueW(HKEY_CURRENT_USER, L"Software\\Wine", L"Version");
-        if (RegKeyExists(HKEY_LOCAL_MACHINE, kUninstallKey)) {
-            EXPECT_TRUE(RemoveThroughProgramsList());
-        }
-        for (const wchar_t* folder : {L"C:\\Program Files\\Pixvane 8", L"C:\\Apps", L"C:\\Программы",
-                                      L"P:\\Pixvane 8", L"P:\\StartPV8.exe", kOtherProfile.c_str()}) {
-            RemoveTree(folder);
-        }
+        MachineTest::TearDown();
+        RemoveTree(kOtherProfile);
         DeleteRegTree(HKEY_CURRENT_USER, kFileExts);  // only ever made by tests
         DeleteRegTree(HKEY_USERS, kOtherUser);
     }
-
-    Texts ChangesSinceStart() const { return SnapshotChanges(m_before, TakeMachineSnapshot()); }
-
-    MachineSnapshot m_before;
 };
 
 // What the product and its users add to an installation on their own, which
@@ -135,8 +107,7 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     }
     m_before = TakeMachineSnapshot();
 
-    const std::wstring sfx = BuildPath(L"sfx\\Pixvane8Setup.exe");
-    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -sfxname=" + sfx), kExitInstalled);
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings), kExitInstalled);
 
     // No x64 or portable files for a 64-bit all-users installation; the
     // codec is not the system's, so it is copied.
@@ -252,8 +223,8 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     m_before = TakeMachineSnapshot();
     // Every program started from here on sees Windows XP (x64).
     SetRegString(HKEY_CURRENT_USER, L"Software\\Wine", L"Version", L"winxp64");
-    const std::wstring sfx = BuildPath(L"sfx\\Pixvane8Setup.exe");
-    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -sfxname=" + sfx + L" -instdir " + Quoted(folder)), kExitInstalled);
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings + L" -instdir " + Quoted(folder)),
+              kExitInstalled);
     EXPECT_TRUE(FileExists(folder + L"\\Effects\\Frames\\Wide\\Panorama.png"));
     for (const wchar_t* extension : {L".jpg", L".png"}) {
         SetRegString(HKEY_CURRENT_USER, kFileExts + extension, L"Application", L"Pixvn8.exe");
@@ -297,8 +268,7 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
 TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithTheProductFolder)
 {
     const std::wstring folder = kDefaultFolder;
-    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -sfxname=" + BuildPath(L"sfx\\Pixvane8Setup.exe")),
-              kExitInstalled);
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings), kExitInstalled);
     const std::wstring inUse = folder + L"\\Languages\\English.lng";
     const std::wstring x32 = folder + L"\\x32";
     ASSERT_TRUE(::CreateDirectoryW(x32.c_str(), nullptr));
@@ -355,7 +325,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     // installation for the current user. Its group is moved to two levels,
     // as the wizard can make it.
     const std::wstring folder = L"C:\\Apps\\Pixvane";
-    ASSERT_EQ(RunSetup(kOlderPackage + L"setup.exe", L"-s -instdir " + folder), kExitInstalled);
+    ASSERT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-s -instdir " + folder), kExitInstalled);
     const std::wstring programs = GetSpecialFolderPath(CSIDL_PROGRAMS);
     MakeFolders(programs + L"\\Quorvex");
     ASSERT_TRUE(::MoveFileW((programs + L"\\Pixvane 8").c_str(), (programs + L"\\Quorvex\\Pixvane 8").c_str()));
@@ -373,7 +343,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
 
-    EXPECT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s"), kExitRestartNeeded);
+    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s"), kExitRestartNeeded);
     EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8.exe"), ReadTextFile(PackagePath(L"Pixvn8.exe")));
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
@@ -401,7 +371,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
 
 TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRunsGoAhead)
 {
-    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s"), kExitInstalled);
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s"), kExitInstalled);
     const MachineSnapshot installed = TakeMachineSnapshot();
     const struct {
         std::wstring setup;
@@ -422,14 +392,14 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
         EXPECT_EQ(setup.Wait(kRunTimeoutMs), kExitUserDeclined);
         EXPECT_EQ(SnapshotChanges(installed, TakeMachineSnapshot()), Texts{});
     }
-    EXPECT_EQ(RunSetup(kOlderPackage + L"setup.exe", L"-s"), kExitInstalled);
+    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-s"), kExitInstalled);
     EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\Pixvn8.exe"), ReadTextFile(kOlderPackage + L"Pixvn8.exe"));
 }
 
 TEST_F(InstallationEndToEnd, PortableInstallationGoesOnTheOtherDriveAndTouchesNothingElse)
 {
     // Quoted with a trailing backslash, the shell leaves the quote in the argument.
-    ASSERT_EQ(RunSetup(PackagePath(L"setup.exe"), L"-s -instport \"P:\\Pixvane 8\\\""), kExitInstalled);
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport \"P:\\Pixvane 8\\\""), kExitInstalled);
     EXPECT_TRUE(FileExists(L"P:\\StartPV8.exe"));
     EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\x64\\ThumbPvi64.dll"));
     EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\Pixvn8.exe"));
@@ -457,7 +427,7 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
     WriteTextFile(noVersion + L"\\Pixvn8.exe", "no version resource");
 
     for (const auto& folder : {noList, noVersion}) {
-        EXPECT_EQ(RunSetup(folder + L"\\setup.exe", L"-s"), kExitDamagedPackage);
+        EXPECT_EQ(RunSilently(folder + L"\\setup.exe", L"-s"), kExitDamagedPackage);
         ::Sleep(500);
         EXPECT_FALSE(FileExists(opened));
 

@@ -1,7 +1,7 @@
 // The installer's parts inside the test process: deployment of package
 // lists that try odd things, files in use, the end of a run and its restart
 // request, registration and its undoing on every system the program tells
-// apart, shortcuts read back two ways, and the closing web page.
+// apart, shortcuts read back by another program, and the closing web page.
 #include "app/globals.h"
 #include "app/product_names.h"
 #include "install/deployment.h"
@@ -20,7 +20,6 @@
 
 #include <gtest/gtest.h>
 #include <shlobj.h>
-#include <wrl/client.h>
 
 #include <filesystem>
 #include <set>
@@ -30,16 +29,6 @@
 namespace {
 
 using Names = std::set<std::wstring>;
-
-Names NamesIn(const std::wstring& folder)
-{
-    Names names;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
-        names.insert(entry.path().filename().wstring());
-    }
-    return names;
-}
 
 class Deployment : public ::testing::Test {
 protected:
@@ -95,7 +84,7 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\n" + longLine +
                                            "\x01\xff\xfe\x80 File Copy: sub\\b.txt\r\n"
                                            "File Copy: ..\\a.txt\r\nFile Copy: a.txt > ..\\escaped.txt\r\n"
-                                           "File Copy: a.txt > " + std::string(m_outside.begin(), m_outside.end()) +
+                                           "File Copy: a.txt > " + Narrow(m_outside) +
                                            "\\absolute.txt\r\nMake Dir: ..\\made\r\nFile Copy: missing.txt\r\n"
                                            "File Copy x64: sub\\b.txt\r\nFile Copy prt: a.txt\r\n"
                                            "File Copy: sub\\b.txt > renamed.txt\r\nFile Copy ind: pvcodec8.dll\r\n"
@@ -158,7 +147,9 @@ bool ShutdownPrivilegeEnabled()
     return ::PrivilegeCheck(token.Get(), &wanted, &enabled) && enabled;
 }
 
-TEST_F(Deployment, RunAfterStartsTheProductOrRequestsTheRestartThatAReplacementWaitsFor)
+// Starting the product after a run is the package's and the wizard's tests'
+// business; a pending replacement asks for a restart instead, or says it is needed.
+TEST_F(Deployment, RunAfterRequestsTheRestartThatAReplacementWaitsFor)
 {
     MakeFolders(Dest());
     ASSERT_TRUE(::CopyFileW(PackagePath(L"Pixvn8.exe").c_str(), (Dest() + L"\\Pixvn8.exe").c_str(), FALSE));
@@ -171,11 +162,6 @@ TEST_F(Deployment, RunAfterStartsTheProductOrRequestsTheRestartThatAReplacementW
         restartReason = reason;
         return TRUE;
     };
-
-    EXPECT_EQ(FinishInstallation(), kExitInstalled);
-    EXPECT_TRUE(WaitUntil([] { return ::FindWindowW(nullptr, L"Pixvane 8 - untitled") != nullptr; }, 15000));
-    ::PostMessageW(::FindWindowW(nullptr, L"Pixvane 8 - untitled"), WM_CLOSE, 0, 0);
-    EXPECT_EQ(restartFlags, 0u);
 
     g_restartPending = 1;
     EXPECT_EQ(FinishInstallation(), kExitRestartStarted);
@@ -202,21 +188,6 @@ TEST_F(Deployment, PathsThe8BitLogCannotHoldAreLoggedInTheirShortForm)
     wchar_t longForm[MAX_PATH] = {};
     ::GetLongPathNameW(logged.c_str(), longForm, MAX_PATH);
     EXPECT_EQ(longForm, wide);
-}
-
-// "target | working folder" as the shell's link object reads them back.
-std::wstring ReadShellLink(const std::wstring& path)
-{
-    Microsoft::WRL::ComPtr<IShellLinkW> link;
-    Microsoft::WRL::ComPtr<IPersistFile> file;
-    wchar_t target[MAX_PATH] = {};
-    wchar_t folder[MAX_PATH] = {};
-    if (SUCCEEDED(::CoCreateInstance(CLSID_ShellLink, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&link))) &&
-        SUCCEEDED(link.As(&file)) && SUCCEEDED(file->Load(path.c_str(), STGM_READ))) {
-        link->GetPath(target, MAX_PATH, nullptr, 0);
-        link->GetWorkingDirectory(folder, MAX_PATH);
-    }
-    return std::wstring(target) + L" | " + folder;
 }
 
 // What the Linux program lnkinfo (Debian's liblnk-utils) prints about a link
@@ -249,6 +220,7 @@ HINSTANCE WINAPI RecordOpen(HWND, LPCWSTR verb, LPCWSTR file, LPCWSTR, LPCWSTR, 
 
 }  // namespace
 
+// Read back by an independent reader of link files.
 TEST(CreateShortcut, SavesTheUnquotedTargetAndLogsOnlyWhatWasSaved)
 {
     const std::wstring destination = MakeScratchFolder(L"Pixvane 8 links");
@@ -268,13 +240,12 @@ TEST(CreateShortcut, SavesTheUnquotedTargetAndLogsOnlyWhatWasSaved)
     CreateShortcut(L"\"" + target, link, L"", 1, nullptr, pictures.c_str());
     CreateShortcut(target, destination + L"\\missing\\Never.lnk", L"", 1, nullptr, nullptr);
 
-    EXPECT_EQ(ReadShellLink(link), target + L" | " + pictures);
     const std::string parsed = LnkInfoOf(link);
     EXPECT_NE(parsed.find("Local path\t\t\t: C:\\pxtest\\Pixvane 8 links\\Pixvn8.exe"), std::string::npos) << parsed;
     EXPECT_NE(parsed.find("Working directory\t\t: C:\\users\\Public\\Pictures"), std::string::npos) << parsed;
     // The link that could not be saved left no line.
     EXPECT_EQ(ReadTextFile(destination + L"\\PxvUnInst.log"),
-              "Shell Link: " + std::string(link.begin(), link.end()) + "\r\n");
+              "Shell Link: " + Narrow(link) + "\r\n");
 }
 
 // The page is opened only after an interactive run that installed something

@@ -21,30 +21,13 @@ namespace {
 
 using Texts = std::vector<std::wstring>;
 
-constexpr DWORD kRunTimeoutMs = 120000;
 const std::wstring kDefaultFolder = L"C:\\Program Files\\Pixvane 8";
-
-std::wstring Quoted(const std::wstring& text)
-{
-    return L"\"" + text + L"\"";
-}
 
 std::wstring TempFolder()
 {
     wchar_t path[MAX_PATH] = {};
     const DWORD length = ::GetTempPathW(MAX_PATH, path);
     return std::wstring(path, length > 0 ? length - 1 : 0);
-}
-
-std::set<std::wstring> TempEntries()
-{
-    std::set<std::wstring> names;
-    WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW((TempFolder() + L"\\*").c_str(), &found));
-    for (bool more = static_cast<bool>(search); more; more = ::FindNextFileW(search.Get(), &found) != FALSE) {
-        names.insert(found.cFileName);
-    }
-    return names;
 }
 
 // A package of this build in a download folder of its own, with what an
@@ -58,92 +41,24 @@ std::wstring Download(const std::wstring& package = L"Pixvane8-Setup.exe")
     return folder + L"\\Pixvane8-Setup.exe";
 }
 
-struct WindowSearch {
-    std::vector<DWORD> processIds;
-    std::set<std::wstring> seen;
-};
-
-BOOL CALLBACK NoteWindow(HWND window, LPARAM param)
-{
-    auto* search = reinterpret_cast<WindowSearch*>(param);
-    DWORD owner = 0;
-    ::GetWindowThreadProcessId(window, &owner);
-    if (::IsWindowVisible(window) &&
-        std::find(search->processIds.begin(), search->processIds.end(), owner) != search->processIds.end()) {
-        wchar_t caption[256] = {};
-        ::GetWindowTextW(window, caption, 256);
-        search->seen.insert(caption);
-    }
-    return TRUE;
-}
-
-struct Outcome {
-    int exitCode = -1;
-    Texts windows;  // the captions of what the program or the setup it started showed
-};
-
-// Runs a program to its end, watching the windows it and any setup.exe
-// show; then waits for what setup started without waiting (the handler's
-// registration, and unless told not to, the product's "-regonly" run).
-Outcome RunWatched(const std::wstring& commandLine, bool waitForProduct = true)
-{
-    Outcome run;
-    ChildProcess program;
-    if (!program.Start(commandLine)) {
-        return run;
-    }
-    WindowSearch search;
-    const ULONGLONG end = ::GetTickCount64() + kRunTimeoutMs;
-    while ((run.exitCode = program.Wait(20)) == -1 && ::GetTickCount64() < end) {
-        search.processIds = FindProcesses(L"setup", L".exe");
-        search.processIds.push_back(program.Id());
-        ::EnumWindows(NoteWindow, reinterpret_cast<LPARAM>(&search));
-    }
-    run.windows.assign(search.seen.begin(), search.seen.end());
-    WaitForNoProcesses(L"regsvr32", L".exe", 10000);
-    if (waitForProduct) {
-        WaitForNoProcesses(L"Pixvn8", L".exe", 10000);
-    }
-    return run;
-}
-
-class Package : public ::testing::Test {
+class Package : public MachineTest {
 protected:
     void SetUp() override
     {
-        TearDown();  // what the wizard's tests installed before
-        SimulateRestart();
-        ClearProductCallsLog();
-        // Windows has this key, which registration writes into and removal leaves.
-        UniqueRegKey applications;
-        ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", 0, nullptr, 0, KEY_READ, nullptr,
-                          applications.Put(), nullptr);
-        m_tempBefore = TempEntries();
-        m_before = TakeMachineSnapshot();
+        MachineTest::SetUp();
+        m_tempBefore = NamesIn(TempFolder());
     }
-
-    void TearDown() override
-    {
-        if (RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8")) {
-            RemoveThroughProgramsList();
-        }
-        RemoveTree(kDefaultFolder);
-        RemoveTree(L"C:\\Pixvane Apps");
-    }
-
-    Texts ChangesSinceStart() const { return SnapshotChanges(m_before, TakeMachineSnapshot()); }
 
     std::set<std::wstring> m_tempBefore;
-    MachineSnapshot m_before;
 };
 
 TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
 {
     const std::wstring package = Download();
-    const Outcome run = RunWatched(Quoted(package) + L" -s");
+    const WatchedRun run = RunWatched(Quoted(package) + L" -s");
     EXPECT_EQ(run.exitCode, kExitInstalled);
     EXPECT_EQ(run.windows, Texts{});
-    EXPECT_EQ(TempEntries(), m_tempBefore);
+    EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
     // What the administrator put beside the package reached the product folder.
     for (const wchar_t* file : {L"\\Pixvn8.ini", L"\\Pixvn8.reg", L"\\Pixvane.pv8lic"}) {
         EXPECT_TRUE(FileExists(kDefaultFolder + file)) << file;
@@ -161,10 +76,10 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
 
 TEST_F(Package, ADamagedPackageEndsWithOneAndShowsNothingWhenSilent)
 {
-    const Outcome run = RunWatched(Quoted(Download(L"damaged\\Pixvane8-Setup.exe")) + L" -s");
+    const WatchedRun run = RunWatched(Quoted(Download(L"damaged\\Pixvane8-Setup.exe")) + L" -s");
     EXPECT_EQ(run.exitCode, kExitDamagedPackage);
     EXPECT_EQ(run.windows, Texts{});
-    EXPECT_EQ(TempEntries(), m_tempBefore);
+    EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 }
 
@@ -243,7 +158,7 @@ TEST_F(Package, PassesTheArgumentsOnAndLoadsNoLibraryPlantedBesideIt)
     // The user's arguments reach setup as given: a folder with a blank, and
     // the product started at the end.
     const std::wstring destination = L"C:\\Pixvane Apps\\Eight";
-    const Outcome run = RunWatched(Quoted(package) + L"  -s -instdir " + Quoted(destination) + L" -RUNAFTER", false);
+    const WatchedRun run = RunWatched(Quoted(package) + L"  -s -instdir " + Quoted(destination) + L" -RUNAFTER", false);
     EXPECT_EQ(run.exitCode, kExitInstalled);
     EXPECT_EQ(loaded(), Texts{});
     EXPECT_TRUE(FileExists(destination + L"\\Pixvn8.ini"));

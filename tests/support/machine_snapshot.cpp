@@ -1,5 +1,7 @@
 #include "support/machine_snapshot.h"
 
+#include "support/test_env.h"
+#include "support/uninstall_run.h"
 #include "system/handles.h"
 
 #include <windows.h>
@@ -112,4 +114,26 @@ std::vector<std::wstring> SnapshotChanges(const MachineSnapshot& before, const M
         }
     }
     return changes;
+}
+
+void MachineTest::SetUp()
+{
+    MachineTest::TearDown();
+    SimulateRestart();
+    ClearProductCallsLog();
+    // Windows has this key, which registration writes into and removal
+    // leaves; a fresh Wine prefix lacks it.
+    SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Other.Viewer", L"SOFTWARE\\Other");
+    m_before = TakeMachineSnapshot();
+}
+
+void MachineTest::TearDown()
+{
+    if (RegKeyExists(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8")) {
+        EXPECT_TRUE(RemoveThroughProgramsList());
+    }
+    for (const wchar_t* folder : {L"C:\\Program Files\\Pixvane 8", L"C:\\Pixvane Apps", L"C:\\Apps",
+                                  L"C:\\Программы", L"P:\\Pixvane 8", L"P:\\StartPV8.exe"}) {
+        RemoveTree(folder);
+    }
 }

@@ -31,17 +31,12 @@ std::optional<SeenMessageBox> WaitForMessageBox(DWORD timeoutMs, DWORD processId
     return box;
 }
 
-void PressButton(const SeenMessageBox& box, int button)
-{
-    ::PostMessageW(box.window, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
-                   reinterpret_cast<LPARAM>(::GetDlgItem(box.window, button)));
-}
-
 std::optional<SeenMessageBox> AnswerMessageBox(int button, DWORD timeoutMs, DWORD processId)
 {
     auto box = WaitForMessageBox(timeoutMs, processId);
     if (box) {
-        PressButton(*box, button);
+        ::PostMessageW(box->window, WM_COMMAND, MAKEWPARAM(button, BN_CLICKED),
+                       reinterpret_cast<LPARAM>(::GetDlgItem(box->window, button)));
         // Wait for it to go, so a following box is not mistaken for this one.
         WaitUntil([&] { return !::IsWindow(box->window); }, 5000);
     }

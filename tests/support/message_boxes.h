@@ -19,9 +19,6 @@ struct SeenMessageBox {
 // is not 0; nothing when none came.
 std::optional<SeenMessageBox> WaitForMessageBox(DWORD timeoutMs, DWORD processId = 0);
 
-// Presses button (IDYES, IDNO, IDOK) as a click would.
-void PressButton(const SeenMessageBox& box, int button);
-
-// Waits for a box, presses button on it and returns what it said; nothing
-// when no box came within timeoutMs.
+// Waits for a box, presses button (IDYES, IDNO, IDOK) on it as a click
+// would and returns what it said; nothing when no box came within timeoutMs.
 std::optional<SeenMessageBox> AnswerMessageBox(int button, DWORD timeoutMs, DWORD processId = 0);

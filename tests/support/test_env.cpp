@@ -6,7 +6,9 @@
 
 #include <filesystem>
 #include <fstream>
+#include <algorithm>
 #include <iterator>
+#include <set>
 #include <vector>
 
 std::wstring BuildPath(const std::wstring& relative)
@@ -52,6 +54,16 @@ std::string ReadTextFile(const std::wstring& path)
 {
     std::ifstream file(std::filesystem::path(path), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+std::set<std::wstring> NamesIn(const std::wstring& folder)
+{
+    std::set<std::wstring> names;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, ignored)) {
+        names.insert(entry.path().filename().wstring());
+    }
+    return names;
 }
 
 void RemoveTree(const std::wstring& path)
@@ -136,21 +148,42 @@ bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, 
     return WaitUntil([&] { return FindProcesses(prefix, suffix).empty(); }, timeoutMs);
 }
 
-HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match)
+WatchedRun RunWatched(const std::wstring& commandLine, bool waitForProduct)
+{
+    WatchedRun run;
+    ChildProcess program;
+    std::set<std::wstring> seen;
+    const bool started = program.Start(commandLine);
+    const ULONGLONG end = ::GetTickCount64() + 120000;
+    while (started && (run.exitCode = program.Wait(20)) == -1 && ::GetTickCount64() < end) {
+        std::vector<DWORD> watched = FindProcesses(L"setup", L".exe");
+        watched.push_back(program.Id());
+        FindShownWindow(watched, [&](HWND window) {
+            seen.insert(WindowText(window));
+            return false;  // noted, and the search goes on through them all
+        });
+    }
+    run.windows.assign(seen.begin(), seen.end());
+    WaitForNoProcesses(L"regsvr32", L".exe", 10000);
+    if (waitForProduct) {
+        WaitForNoProcesses(L"Pixvn8", L".exe", 10000);
+    }
+    return run;
+}
+
+HWND FindShownWindow(const std::vector<DWORD>& processIds, const std::function<bool(HWND)>& match)
 {
     struct Search {
-        DWORD processId;
+        const std::vector<DWORD>& processIds;
         const std::function<bool(HWND)>& match;
         HWND found;
-    } search{processId, match, nullptr};
+    } search{processIds, match, nullptr};
     ::EnumWindows(
         [](HWND window, LPARAM param) -> BOOL {
             auto* search = reinterpret_cast<Search*>(param);
             DWORD owner = 0;
             ::GetWindowThreadProcessId(window, &owner);
-            wchar_t className[16] = {};
-            ::GetClassNameW(window, className, 16);
-            if ((search->processId == 0 || owner == search->processId) && std::wstring(className) == L"#32770" &&
+            if ((search->processIds.empty() || std::ranges::count(search->processIds, owner) > 0) &&
                 ::IsWindowVisible(window) && search->match(window)) {
                 search->found = window;
                 return FALSE;
@@ -159,6 +192,15 @@ HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match)
         },
         reinterpret_cast<LPARAM>(&search));
     return search.found;
+}
+
+HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match)
+{
+    return FindShownWindow(processId ? std::vector{processId} : std::vector<DWORD>{}, [&](HWND window) {
+        wchar_t className[16] = {};
+        ::GetClassNameW(window, className, 16);
+        return std::wstring(className) == L"#32770" && match(window);
+    });
 }
 
 std::wstring WindowText(HWND window)

@@ -8,8 +8,20 @@
 #include <windows.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
+
+inline std::wstring Quoted(const std::wstring& text)
+{
+    return L"\"" + text + L"\"";
+}
+
+// One byte a character: test paths are Latin-1.
+inline std::string Narrow(const std::wstring& text)
+{
+    return std::string(text.begin(), text.end());
+}
 
 // A file of this build tree (e.g. L"package\\setup.exe") as a Windows path.
 std::wstring BuildPath(const std::wstring& relative);
@@ -24,6 +36,8 @@ bool FileExists(const std::wstring& path);
 bool FolderExists(const std::wstring& path);
 void WriteTextFile(const std::wstring& path, const std::string& bytes);
 std::string ReadTextFile(const std::wstring& path);
+// The names of the files and folders in folder.
+std::set<std::wstring> NamesIn(const std::wstring& folder);
 // Removes a folder with everything in it; quiet when it is not there.
 void RemoveTree(const std::wstring& path);
 // Makes every folder of path.
@@ -51,6 +65,17 @@ private:
 // Runs commandLine to its end (at most timeoutMs); its exit code, or -1.
 int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs = 30000);
 
+struct WatchedRun {
+    int exitCode = -1;
+    std::vector<std::wstring> windows;  // captions of what it or any setup.exe showed
+};
+
+// Runs commandLine to its end (at most two minutes), watching the windows it
+// and any setup.exe show; then waits for what setup starts without waiting
+// (the handler's registration and, unless told not to, the product's
+// "-regonly" run).
+WatchedRun RunWatched(const std::wstring& commandLine, bool waitForProduct = true);
+
 // Polls predicate every 20 ms until it holds or timeoutMs passed.
 template <typename Predicate>
 bool WaitUntil(Predicate predicate, DWORD timeoutMs)
@@ -71,6 +96,10 @@ std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring&
 
 // Waits until no such program runs; false when one still runs after timeoutMs.
 bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD timeoutMs);
+
+// The first shown top-level window of the processes (of any when none are
+// given) that match accepts, or null.
+HWND FindShownWindow(const std::vector<DWORD>& processIds, const std::function<bool(HWND)>& match);
 
 // The first shown dialog (class "#32770") of the process (of any when 0)
 // that match accepts, or null.

@@ -105,9 +105,7 @@ bool RemoveThroughProgramsList()
         return false;
     }
     while (programsList.Wait(100) == -1) {
-        if (const auto box = WaitForMessageBox(100)) {
-            PressButton(*box, IDYES);
-        }
+        AnswerMessageBox(IDYES, 100);
     }
     const bool ended = WaitForNoProcesses(L"uni", L".tmp", 60000);
     SimulateRestart();

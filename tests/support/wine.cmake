@@ -17,7 +17,7 @@ endif()
 file(GLOB TEST_SUPPORT_SOURCES CONFIGURE_DEPENDS ${CMAKE_CURRENT_LIST_DIR}/*.cpp)
 add_library(test_support STATIC ${TEST_SUPPORT_SOURCES})
 target_include_directories(test_support PUBLIC ${CMAKE_CURRENT_LIST_DIR}/..)
-target_link_libraries(test_support PUBLIC setup_core)
+target_link_libraries(test_support PUBLIC setup_core GTest::gtest)
 target_compile_definitions(test_support PUBLIC SETUP_BUILD_DIR="${CMAKE_BINARY_DIR}")
 setup_warnings(test_support)
 

@@ -10,7 +10,6 @@
 #include "system/services.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
-#include "ui/uninst_offer_dlg.h"
 
 #include <gtest/gtest.h>
 #include <shlobj.h>
@@ -19,7 +18,6 @@
 #include <algorithm>
 #include <map>
 #include <string>
-#include <thread>
 
 namespace {
 
@@ -353,32 +351,7 @@ TEST(FinishedPage, SconfShowsTheFinishedPageOfASilentInstallAndInstallsOnce)
     EXPECT_EQ(std::count(calls.begin(), calls.end(), L'\n'), 2) << calls;
 }
 
-TEST(UninstOffer, ShowsItsOfferAsRichTextAndDeclinesWithUninstallAnyway)
-{
-    INT_PTR result = 0;
-    std::thread dialog([&] {
-        CUninstOfferDlg offer;
-        result = offer.DoModal(nullptr);
-    });
-    HWND window = nullptr;
-    EXPECT_TRUE(WaitUntil(
-        [&] {
-            window = ::FindWindowW(L"#32770", L"Pixvane 8 Uninstall - Free License Offer");
-            return window && ::IsWindowVisible(window);
-        },
-        10000));
-    std::wstring offer(2048, L'\0');
-    offer.resize(static_cast<size_t>(::GetWindowTextW(::GetDlgItem(window, IDC_OFFER_TEXT), offer.data(), 2048)));
-    EXPECT_EQ(offer.find(L"\\rtf"), std::wstring::npos);
-    EXPECT_EQ(offer.substr(0, 33), L"Before you uninstall Pixvane 8...");
-    EXPECT_NE(offer.find(L"Uninstall anyway to remove Pixvane 8 now."), std::wstring::npos) << offer;
-    ::PostMessageW(window, WM_COMMAND, MAKEWPARAM(IDCANCEL, BN_CLICKED), 0);
-    dialog.join();
-    EXPECT_EQ(result, IDCANCEL);
-}
-
-
-TEST(MessageCatalogue, TheBuiltProgramHoldsEveryTextAsWrittenAndNothingElse)
+TEST(MessageCatalogue, TheBuiltProgramHoldsEveryTextAsWrittenAndNothingElseAndAnUnknownNumberGivesNoText)
 {
     UniqueModule setup(::LoadLibraryExW(PackagePath(L"setup.exe").c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
     ASSERT_TRUE(setup);
@@ -405,13 +378,6 @@ TEST(MessageCatalogue, TheBuiltProgramHoldsEveryTextAsWrittenAndNothingElse)
     EXPECT_EQ(built.at(18).rfind(L"This setup files are damaged, installation aborted.\n\nPlease download the "
                                  L"product again from ", 0), 0u);
     EXPECT_TRUE(built.at(18).ends_with(L" and re-try the setup."));
+    EXPECT_EQ(LoadMessageText(4242), L"");
 }
 
-TEST(MessageCatalogue, PlaceholdersTakeTheirValuesAndAnUnknownNumberGivesNoText)
-{
-    EXPECT_EQ(FormatMessageText(IDS_PORTABLE_HOW_TO_RUN, L"E:\\Tools"),
-              L"To run portable Pixvane, double-click 'StartPV8' icon located at:\nE:\\Tools");
-    EXPECT_EQ(FormatMessageText(IDS_OLDER_PACKAGE, 8, 1, 2, 3, 8, 1, 1, 9).substr(0, 22), L"Pixvane v. 8.01.02.03 ");
-    EXPECT_EQ(LoadMessageText(4242), L"");
-    EXPECT_EQ(LoadResString(IDS_SETUP_CAPTION), L"Pixvane Setup");
-}
