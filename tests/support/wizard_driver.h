@@ -50,11 +50,10 @@ public:
     // Waits until the wizard has handled everything sent to it so far.
     void Sync() const;
 
+private:
     // The process's dialog that is neither the wizard nor a message box
     // (the folder browser), or null.
     HWND OtherDialog() const;
-
-private:
     HWND Page() const;
     bool SelectInBrowser(HWND browser, HWND edit, const std::wstring& folder) const;
 
