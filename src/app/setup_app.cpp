@@ -37,6 +37,7 @@ BOOL CSetupApp::InitInstance()
             SilentLevel = 0;
         }
         if (SilentLevel == 0 && ShowMessage(IDS_CONFIRM_UNINSTALL, kQuestionBox) != IDYES) {
+            ExitCode = kExitUserDeclined;
             return FALSE;
         }
     }
@@ -50,6 +51,9 @@ BOOL CSetupApp::InitInstance()
         ExitCode = RunInstallation();
         return TRUE;
     }
+    // A hand-over ends this process with 0 as the copy starts; coming back
+    // means the copy could not be made or started, and nothing was removed.
     RelaunchForSelfRemoval();
+    ExitCode = kExitInstallFailed;
     return FALSE;
 }

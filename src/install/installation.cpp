@@ -13,6 +13,7 @@
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
+#include "system/user_start.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 #include "ui/setup_dlg.h"
@@ -60,7 +61,9 @@ void ReportDamagedPackage()
         return;
     }
     ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
-    ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
+    if (!OpenAddressAsShellChild(kMakerHomePage)) {
+        ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
+    }
 }
 
 void RemoveEarlierInstallation()
@@ -82,7 +85,10 @@ std::wstring MakeGroupFolder(const std::wstring& programsFolder)
     for (const auto& folder : chain) {
         ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine
     }
-    AppendToInstalledLog(kMadeDirPrefix, chain.back());
+    // Only a folder that is there is logged: removal must find what it names.
+    if (::GetFileAttributesW(chain.back().c_str()) != INVALID_FILE_ATTRIBUTES) {
+        AppendToInstalledLog(kMadeDirPrefix, chain.back());
+    }
     return chain.back();
 }
 
@@ -132,6 +138,17 @@ bool CopyFromPackageFolder(const std::wstring& name)
         AppendLineToFile(InstalledLogPath().c_str(), MakeLogLine(kFileCopyPrefix, name).c_str());
     }
     return true;
+}
+
+// Outside the user's session ExitWindowsEx can answer yes and restart
+// nothing; there the system's own shutdown call is asked instead.
+bool RequestRestart()
+{
+    if (IsInteractiveSession()) {
+        return g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason) != FALSE;
+    }
+    return g_pfnInitiateShutdownW &&
+           g_pfnInitiateShutdownW(nullptr, nullptr, 0, SHUTDOWN_RESTART, kRestartReason) == ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -187,6 +204,11 @@ int RunInstallation()
         if (state.freshInstall) {
             state.kind = AllUsers;
         }
+        // Half a product is worse than none: a destination too deep for the
+        // package's longest names gets nothing at all.
+        if (!DestinationHoldsPackage(state.sourceFolder + L"\\" + kInstallLogName)) {
+            return kExitInstallFailed;
+        }
         PerformInstall();
         if (SilentLevel == 2) {
             RunSetupWizard(kWizardFinishedOnly);  // the last page only says it is done
@@ -233,7 +255,11 @@ int FinishInstallation()
     bool restartStarted = false;
     if (state.runAfter) {
         if (!g_restartPending) {
-            RunAndWait(ProductExePath().c_str(), nullptr, 0);
+            // Not with setup's elevated rights: the product would write its
+            // files as administrator and refuse what the user's Explorer drops.
+            if (!StartAsShellChild(ProductExePath(), L"", state.destinationFolder.c_str())) {
+                RunAndWait(ProductExePath().c_str(), nullptr, 0);
+            }
         } else {
             UniqueHandle token;
             if (g_pfnOpenProcessToken &&
@@ -242,7 +268,7 @@ int FinishInstallation()
             }
             token.Reset();
             // A refused restart is not reported: the replacement then waits for the next one.
-            restartStarted = g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason) != FALSE;
+            restartStarted = RequestRestart();
         }
     }
     if (::GetFileAttributesW(ProductExePath().c_str()) == INVALID_FILE_ATTRIBUTES) {

@@ -13,6 +13,8 @@ IsWow64ProcessFn g_pfnIsWow64Process = nullptr;
 AdjustTokenPrivilegesFn g_pfnAdjustTokenPrivileges = nullptr;
 LookupPrivilegeValueWFn g_pfnLookupPrivilegeValueW = nullptr;
 OpenProcessTokenFn g_pfnOpenProcessToken = nullptr;
+ProcessIdToSessionIdFn g_pfnProcessIdToSessionId = nullptr;
+InitiateShutdownWFn g_pfnInitiateShutdownW = nullptr;
 OSVERSIONINFOEXW g_osVersion = {};
 
 namespace {
@@ -45,6 +47,8 @@ struct StaticStart {
         g_pfnAdjustTokenPrivileges = LookUp<AdjustTokenPrivilegesFn>(advapi, "AdjustTokenPrivileges");
         g_pfnLookupPrivilegeValueW = LookUp<LookupPrivilegeValueWFn>(advapi, "LookupPrivilegeValueW");
         g_pfnOpenProcessToken = LookUp<OpenProcessTokenFn>(advapi, "OpenProcessToken");
+        g_pfnProcessIdToSessionId = LookUp<ProcessIdToSessionIdFn>(kernel, "ProcessIdToSessionId");
+        g_pfnInitiateShutdownW = LookUp<InitiateShutdownWFn>(advapi, "InitiateShutdownW");
         GetOsVersion(g_osVersion);
     }
 };
@@ -149,6 +153,16 @@ bool IsWow64()
     BOOL wow64 = FALSE;
     g_pfnIsWow64Process(::GetCurrentProcess(), &wow64);
     return wow64 != FALSE;
+}
+
+bool IsInteractiveSession()
+{
+    DWORD session = 0;
+    if (!IsVistaOrLater() || !g_pfnProcessIdToSessionId ||
+        !g_pfnProcessIdToSessionId(::GetCurrentProcessId(), &session)) {
+        return true;  // before Vista the console itself is session 0
+    }
+    return session != 0;
 }
 
 std::wstring GetSpecialFolderPath(int csidl)

@@ -51,14 +51,15 @@ void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
     std::wstring line;
     std::wstring_view rest;
     while (log.ReadLine(line)) {
-        if (MatchLogPrefix(line, kShellLinkPrefix, rest) && IsShortcutFileName(rest)) {
-            ::DeleteFileW(std::wstring(rest).c_str());  // a shortcut that will not go stays, unscheduled
+        const std::wstring link = MatchLogPrefix(line, kShellLinkPrefix, rest) ? DecodeLoggedPath(rest) : L"";
+        if (IsShortcutFileName(link)) {
+            ::DeleteFileW(link.c_str());  // a shortcut that will not go stays, unscheduled
         }
     }
     log.Rewind();
     while (log.ReadLine(line)) {
         if (MatchLogPrefix(line, kMadeDirPrefix, rest)) {
-            RemoveMadeFolderAndEmptyParents(std::wstring(rest));
+            RemoveMadeFolderAndEmptyParents(DecodeLoggedPath(rest));
         }
     }
 }

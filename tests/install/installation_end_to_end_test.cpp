@@ -240,12 +240,27 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     const auto box = AnswerMessageBox(IDNO, 30000, declined.Id());
     ASSERT_TRUE(box);
     EXPECT_EQ(box->form, L"Yes No* icon");
-    EXPECT_EQ(declined.Wait(30000), 0);
+    EXPECT_EQ(declined.Wait(30000), kExitUserDeclined);
+    // No temporary folder to copy into: the hand-over fails, nothing goes.
+    wchar_t temp[MAX_PATH] = {};
+    ::GetEnvironmentVariableW(L"TEMP", temp, MAX_PATH);
+    for (const wchar_t* name : {L"TMP", L"TEMP"}) {
+        ::SetEnvironmentVariableW(name, L"C:\no such temporary folder");
+    }
+    ChildProcess stranded;
+    const bool started = stranded.Start(uninstaller);
+    for (const wchar_t* name : {L"TMP", L"TEMP"}) {
+        ::SetEnvironmentVariableW(name, temp);
+    }
+    ASSERT_TRUE(started);
+    EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, stranded.Id()));
+    EXPECT_EQ(stranded.Wait(30000), kExitInstallFailed);
     EXPECT_TRUE(FindProcesses(L"uni", L".tmp").empty());
     EXPECT_EQ(ProductCallsLog().find(L"unregonly"), std::wstring::npos);
     ChildProcess firstStage;
     ASSERT_TRUE(firstStage.Start(uninstaller));
     EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, firstStage.Id()));
+    EXPECT_EQ(firstStage.Wait(30000), kExitInstalled);  // handed over
     EXPECT_TRUE(WaitForSecondStage(60000));
     SimulateRestart();
     EXPECT_FALSE(FolderExists(folder));

@@ -48,7 +48,10 @@ protected:
         g_installState = m_saved;
         g_restartPending = 0;
         g_pfnExitWindowsEx = ::ExitWindowsEx;
+        g_pfnProcessIdToSessionId = ::ProcessIdToSessionId;
+        g_pfnInitiateShutdownW = m_initiateShutdown;
     }
+    const InitiateShutdownWFn m_initiateShutdown = g_pfnInitiateShutdownW;
     std::wstring Dest() const { return g_installState.destinationFolder; }
     std::wstring Source(const std::wstring& name) const { return m_source + L"\\" + name; }
 
@@ -168,6 +171,24 @@ TEST_F(Deployment, RunAfterRequestsTheRestartThatAReplacementWaitsFor)
     EXPECT_EQ(restartFlags, static_cast<UINT>(EWX_REBOOT));
     EXPECT_EQ(restartReason, 0x80040002u);
     EXPECT_TRUE(ShutdownPrivilegeEnabled());
+
+    // As SYSTEM under a deployment tool: the system's shutdown call, and when
+    // that starts nothing, the restart is left to come.
+    g_pfnProcessIdToSessionId = [](DWORD, DWORD* session) -> BOOL { return *session = 0, TRUE; };
+    g_pfnInitiateShutdownW = [](LPWSTR, LPWSTR, DWORD, DWORD, DWORD) -> DWORD { return ERROR_ACCESS_DENIED; };
+    restartFlags = 0;
+    EXPECT_EQ(FinishInstallation(), kExitRestartNeeded);
+    static DWORD shutdownFlags = 0;
+    g_pfnInitiateShutdownW = [](LPWSTR, LPWSTR, DWORD, DWORD flags, DWORD reason) -> DWORD {
+        shutdownFlags = flags;
+        restartReason = reason;
+        return ERROR_SUCCESS;
+    };
+    restartReason = 0;
+    EXPECT_EQ(FinishInstallation(), kExitRestartStarted);
+    EXPECT_EQ(shutdownFlags, static_cast<DWORD>(SHUTDOWN_RESTART));
+    EXPECT_EQ(restartReason, 0x80040002u);
+    EXPECT_EQ(restartFlags, 0u);  // the call that restarts nothing there was not made
 
     g_installState.runAfter = false;
     EXPECT_EQ(FinishInstallation(), kExitRestartNeeded);
