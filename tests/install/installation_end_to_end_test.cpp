@@ -413,11 +413,16 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
 
 TEST_F(InstallationEndToEnd, PortableInstallationGoesOnTheOtherDriveAndTouchesNothingElse)
 {
+    // The package's longest name, Effects\Frames\Wide\Panorama.png (32
+    // characters), fits below 226 and not below 227: there nothing at all.
+    const std::wstring folder = L"P:\\Pixvane 8\\" + std::wstring(226 - 13, L'x');
+    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport " + Quoted(folder + L"y")), kExitInstallFailed);
+    EXPECT_EQ(ChangesSinceStart(), Texts{});
     // Quoted with a trailing backslash, the shell leaves the quote in the argument.
-    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport \"P:\\Pixvane 8\\\""), kExitInstalled);
-    EXPECT_TRUE(FileExists(L"P:\\StartPV8.exe"));
-    EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\x64\\ThumbPvi64.dll"));
-    EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\Pixvn8.exe"));
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport \"" + folder + L"\\\""), kExitInstalled);
+    EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\StartPV8.exe"));
+    EXPECT_TRUE(FileExists(folder + L"\\x64\\ThumbPvi64.dll"));
+    EXPECT_TRUE(FileExists(folder + L"\\Effects\\Frames\\Wide\\Panorama.png"));
     for (const auto& change : ChangesSinceStart()) {
         EXPECT_EQ(change.rfind(L"+ P:\\", 0), 0u) << change;
     }

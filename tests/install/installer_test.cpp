@@ -13,10 +13,12 @@
 #include "support/machine_snapshot.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/path_text.h"
 #include "system/services.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/install_log_text.h"
 #include "uninstall/registry_cleanup.h"
+#include "uninstall/uninstall_sequence.h"
 
 #include <gtest/gtest.h>
 #include <shlobj.h>
@@ -196,19 +198,86 @@ TEST_F(Deployment, RunAfterRequestsTheRestartThatAReplacementWaitsFor)
     EXPECT_EQ(FinishInstallation(), kExitInstallFailed);
 }
 
-TEST_F(Deployment, PathsThe8BitLogCannotHoldAreLoggedInTheirShortForm)
+// A volume that keeps no short names: the short-name call answers with its input.
+DWORD WINAPI LongFormOnly(LPCWSTR path, LPWSTR buffer, DWORD size)
 {
-    MakeFolders(Dest());
-    const std::wstring wide = m_outside + L"\\Группа 8";
-    MakeFolders(wide);
-    AppendToInstalledLog(kMadeDirPrefix, wide);
-    const std::string line = ReadTextFile(Dest() + L"\\PxvUnInst.log");
-    ASSERT_EQ(line.rfind("Made Dir: ", 0), 0u);
-    ASSERT_EQ(line.substr(line.size() - 2), "\r\n");
-    const std::wstring logged(line.begin() + 10, line.end() - 2);
-    wchar_t longForm[MAX_PATH] = {};
-    ::GetLongPathNameW(logged.c_str(), longForm, MAX_PATH);
-    EXPECT_EQ(longForm, wide);
+    const std::wstring same = path;
+    if (same.size() >= size) {
+        return static_cast<DWORD>(same.size() + 1);
+    }
+    std::copy(same.c_str(), same.c_str() + same.size() + 1, buffer);
+    return static_cast<DWORD>(same.size());
+}
+
+using WithoutShortNames = MachineTest;
+
+// A user profile in Cyrillic and a destination in CJK letters: the log holds
+// their escapes, and the removal finds the group and every link again.
+TEST_F(WithoutShortNames, ACyrillicProfileAndACjkDestinationInstallAndGoWithoutResidue)
+{
+    const std::wstring explorer = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\";
+    const std::wstring profile = L"C:\\users\\Пользователь";
+    const std::wstring programs = profile + L"\\Главное меню";
+    const std::wstring desktop = profile + L"\\Рабочий стол";
+    // The user's folders as Windows keeps them, and as Explorer mirrors them, to put back.
+    struct Saved {
+        std::wstring key;
+        const wchar_t* name;
+        DWORD type = REG_NONE;
+        std::vector<BYTE> data = std::vector<BYTE>(4096);
+    } savedFolders[] = {{explorer + L"User Shell Folders", L"Programs"}, {explorer + L"User Shell Folders", L"Desktop"},
+                        {explorer + L"Shell Folders", L"Programs"}, {explorer + L"Shell Folders", L"Desktop"}};
+    for (Saved& value : savedFolders) {
+        DWORD size = static_cast<DWORD>(value.data.size());
+        ::RegGetValueW(HKEY_CURRENT_USER, value.key.c_str(), value.name, RRF_RT_ANY | RRF_NOEXPAND, &value.type,
+                       value.data.data(), &size);
+        value.data.resize(size);
+    }
+    SetRegString(HKEY_CURRENT_USER, explorer + L"User Shell Folders", L"Programs", programs);
+    SetRegString(HKEY_CURRENT_USER, explorer + L"User Shell Folders", L"Desktop", desktop);
+    MakeFolders(desktop);
+    MakeFolders(programs);
+    WriteTextFile(programs + L"\\Other Tool.lnk", "theirs");
+    GetSpecialFolderPath(CSIDL_PROGRAMS);  // the mirror follows now, not during the installation
+    GetSpecialFolderPath(CSIDL_DESKTOP);
+    m_before = TakeMachineSnapshot();
+    const InstallState saved = g_installState;
+    InstallState& state = g_installState;
+    state.sourceFolder = ParentFolder(PackagePath(L"setup.exe"));
+    state.packageFolder.clear();
+    state.destinationFolder = L"C:\\程序\\像素 8";
+    state.kind = CurrentUser;
+    state.freshInstall = true;
+    state.groupName = L"Pixvane 8";
+    state.desktopIcon = true;
+    g_pfnGetShortPathNameW = LongFormOnly;
+
+    PerformInstall();
+    g_pfnGetShortPathNameW = ::GetShortPathNameW;
+    // regsvr32 is not waited for; its last key says it is done.
+    ASSERT_TRUE(WaitUntil([] { return RegKeyExists(HKEY_CLASSES_ROOT, L".pvi\\ShellEx"); }, 20000));
+    EXPECT_TRUE(FileExists(desktop + L"\\Pixvane 8.lnk"));
+    const std::string log = ReadTextFile(state.destinationFolder + L"\\PxvUnInst.log");
+    EXPECT_NE(log.find("\r\nMade Dir: C:\\users\\<41F><43E><43B><44C><437><43E><432><430><442><435><43B><44C>\\<413>"),
+              std::string::npos) << log;
+    EXPECT_NE(log.find("\r\nShell Link: " + Narrow(EncodeLoggedPath(desktop + L"\\Pixvane 8.lnk")) + "\r\n"),
+              std::string::npos) << log;
+    RunToEnd(L"regsvr32.exe /s /u \"" + state.destinationFolder + L"\\ThumbPvi32.dll\"");  // the copy's part
+    RunUninstall(state.destinationFolder + L"\\");
+    SimulateRestart();
+    EXPECT_EQ(ChangesSinceStart(), std::vector<std::wstring>());
+
+    state = saved;
+    for (const Saved& value : savedFolders) {
+        if (value.type == REG_NONE) {
+            ::RegDeleteKeyValueW(HKEY_CURRENT_USER, value.key.c_str(), value.name);
+        } else {
+            ::RegSetKeyValueW(HKEY_CURRENT_USER, value.key.c_str(), value.name, value.type, value.data.data(),
+                              static_cast<DWORD>(value.data.size()));
+        }
+    }
+    RemoveTree(profile);
+    RemoveTree(L"C:\\程序");
 }
 
 // What the Linux program lnkinfo (Debian's liblnk-utils) prints about a link

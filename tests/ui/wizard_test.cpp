@@ -19,6 +19,9 @@
 #include <map>
 #include <string>
 
+// Explorer's own call; the headers leave it out.
+extern "C" BOOL WINAPI SetShellWindow(HWND);
+
 namespace {
 
 constexpr DWORD kBoxWaitMs = 10000;
@@ -253,9 +256,13 @@ TEST(WizardFlow, TheFolderAndGroupPagesCheckWhatTheyAreGivenAndKeepTheChoices)
     WriteTextFile(older + L"\\Pixvn6.exe", "MZ");
     RemoveTree(kDefaultFolder);
     WizardDriver wizard;
-    StartAtFolderPage(wizard);
-    EXPECT_EQ(wizard.Text(IDC_DESTINATION), kDefaultFolder);
-    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_ALL_USERS));
+    // One character too deep for the package's longest name (32 characters).
+    const std::wstring tooDeep = L"C:\\" + std::wstring(224, L'd');
+    StartAtFolderPage(wizard, L"-instdir " + tooDeep);
+    EXPECT_EQ(wizard.Text(IDC_DESTINATION), tooDeep);
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_DESTINATION_TOO_LONG));
+    EXPECT_EQ(wizard.PageName(), L"folder");
     ASSERT_TRUE(wizard.BrowseTo(empty));
     EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
     EXPECT_FALSE(FolderExists(empty));  // the installation makes it again
@@ -298,10 +305,23 @@ TEST(WizardFlow, TheFolderAndGroupPagesCheckWhatTheyAreGivenAndKeepTheChoices)
     EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Run Pixvane");
     EXPECT_FALSE(wizard.IsChecked(IDC_START_FINISH_CHECK));
     EXPECT_EQ(wizard.Text(IDC_START_DETAIL), LoadResString(IDS_PRESS_FINISH));
+    // This test is the desktop's shell, as Explorer is for a logged-on user.
+    HWND shell = ::CreateWindowExW(0, L"STATIC", L"shell", WS_OVERLAPPED, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(SetShellWindow(shell));
     EXPECT_EQ(Finish(wizard, true), 0);
-    // "Run Pixvane" was checked: the product runs, and is closed again.
+    // "Run Pixvane" was checked: the product runs, with the shell's rights
+    // as its child, and is closed again.
     HWND product = nullptr;
     EXPECT_TRUE(WaitUntil([&] { return (product = ::FindWindowW(L"Pixvane8MainFrame", nullptr)) != nullptr; }, 10000));
+    ::DestroyWindow(shell);
+    DWORD productId = 0;
+    ::GetWindowThreadProcessId(product, &productId);
+    UniqueHandle processes(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));
+    PROCESSENTRY32W entry = {sizeof(entry)};
+    for (BOOL more = ::Process32FirstW(processes.Get(), &entry); more && entry.th32ProcessID != productId;
+         more = ::Process32NextW(processes.Get(), &entry)) {
+    }
+    EXPECT_EQ(entry.th32ParentProcessID, ::GetCurrentProcessId());
     ::PostMessageW(product, WM_CLOSE, 0, 0);
     EXPECT_TRUE(WaitForNoProcesses(L"Pixvn8", L".exe", 10000));
     EXPECT_TRUE(FileExists(used + L"\\Pixvane 8\\Pixvn8.exe"));
