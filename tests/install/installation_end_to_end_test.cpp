@@ -21,6 +21,9 @@
 #include <string>
 #include <vector>
 
+// Explorer's own call; the headers leave it out.
+extern "C" BOOL WINAPI SetShellWindow(HWND);
+
 namespace {
 
 using Texts = std::vector<std::wstring>;
@@ -446,7 +449,14 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
     ::CopyFileW(PackagePath(L"PxvUnInst.log").c_str(), (noVersion + L"\\PxvUnInst.log").c_str(), FALSE);
     WriteTextFile(noVersion + L"\\Pixvn8.exe", "no version resource");
 
+    // The second time this test is the desktop's shell: the page is opened
+    // as the shell's child, through the system's URL handler.
+    HWND shell = nullptr;
     for (const auto& folder : {noList, noVersion}) {
+        if (folder == noVersion) {
+            shell = ::CreateWindowExW(0, L"STATIC", L"shell", WS_OVERLAPPED, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+            ASSERT_TRUE(SetShellWindow(shell));
+        }
         EXPECT_EQ(RunSilently(folder + L"\\setup.exe", L"-s"), kExitDamagedPackage);
         ::Sleep(500);
         EXPECT_FALSE(FileExists(opened));
@@ -461,6 +471,7 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
         EXPECT_TRUE(WaitUntil([&] { return ReadTextFile(opened).find("quorvex") != std::string::npos; }, 10000));
         ::DeleteFileW(opened.c_str());
     }
+    ::DestroyWindow(shell);
     SetRegString(HKEY_CLASSES_ROOT, command, nullptr, browser);
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 }

@@ -329,6 +329,12 @@ TEST(CreateShortcut, SavesTheUnquotedTargetAndLogsOnlyWhatWasSaved)
     // only CreateShortcut does.
     CreateShortcut(L"\"" + target, link, L"", 1, nullptr, pictures.c_str());
     CreateShortcut(target, destination + L"\\missing\\Never.lnk", L"", 1, nullptr, nullptr);
+    // Too long for the system: neither a link cut to some other name nor its line.
+    const std::wstring deep = destination + L"\\" + std::wstring(130, L'a') + L"\\" + std::wstring(130, L'b');
+    MakeFolders(deep);
+    CreateShortcut(target, deep + L"\\Never.lnk", L"", 1, nullptr, nullptr);
+    EXPECT_EQ(NamesIn(ParentFolder(deep)), std::set<std::wstring>{std::wstring(130, L'b')});
+    EXPECT_FALSE(FileExists(deep + L"\\Never.lnk"));
 
     const std::string parsed = LnkInfoOf(link);
     EXPECT_NE(parsed.find("Local path\t\t\t: C:\\pxtest\\Pixvane 8 links\\Pixvn8.exe"), std::string::npos) << parsed;
