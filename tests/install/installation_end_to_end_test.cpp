@@ -245,16 +245,12 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     EXPECT_EQ(box->form, L"Yes No* icon");
     EXPECT_EQ(declined.Wait(30000), kExitUserDeclined);
     // No temporary folder to copy into: the hand-over fails, nothing goes.
-    wchar_t temp[MAX_PATH] = {};
-    ::GetEnvironmentVariableW(L"TEMP", temp, MAX_PATH);
-    for (const wchar_t* name : {L"TMP", L"TEMP"}) {
-        ::SetEnvironmentVariableW(name, L"C:\no such temporary folder");
-    }
+    wchar_t tmp[MAX_PATH] = {};
+    ::GetEnvironmentVariableW(L"TMP", tmp, MAX_PATH);
+    ::SetEnvironmentVariableW(L"TMP", L"C:\\no such temporary folder");
     ChildProcess stranded;
     const bool started = stranded.Start(uninstaller);
-    for (const wchar_t* name : {L"TMP", L"TEMP"}) {
-        ::SetEnvironmentVariableW(name, temp);
-    }
+    ::SetEnvironmentVariableW(L"TMP", tmp);
     ASSERT_TRUE(started);
     EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, stranded.Id()));
     EXPECT_EQ(stranded.Wait(30000), kExitInstallFailed);
@@ -454,8 +450,7 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
     HWND shell = nullptr;
     for (const auto& folder : {noList, noVersion}) {
         if (folder == noVersion) {
-            shell = ::CreateWindowExW(0, L"STATIC", L"shell", WS_OVERLAPPED, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
-            ASSERT_TRUE(SetShellWindow(shell));
+            ASSERT_TRUE(SetShellWindow(shell = ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 9, 9, 0, 0, 0, 0)));
         }
         EXPECT_EQ(RunSilently(folder + L"\\setup.exe", L"-s"), kExitDamagedPackage);
         ::Sleep(500);

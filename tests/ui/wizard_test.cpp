@@ -306,7 +306,7 @@ TEST(WizardFlow, TheFolderAndGroupPagesCheckWhatTheyAreGivenAndKeepTheChoices)
     EXPECT_FALSE(wizard.IsChecked(IDC_START_FINISH_CHECK));
     EXPECT_EQ(wizard.Text(IDC_START_DETAIL), LoadResString(IDS_PRESS_FINISH));
     // This test is the desktop's shell, as Explorer is for a logged-on user.
-    HWND shell = ::CreateWindowExW(0, L"STATIC", L"shell", WS_OVERLAPPED, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    HWND shell = ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
     ASSERT_TRUE(SetShellWindow(shell));
     EXPECT_EQ(Finish(wizard, true), 0);
     // "Run Pixvane" was checked: the product runs, with the shell's rights
