@@ -157,10 +157,18 @@ bool IsWow64()
 
 bool IsInteractiveSession()
 {
+    // A service's own window station is never shown, whatever the session;
+    // from Vista on, session 0 holds only services, while before Vista it is
+    // also the console's.
+    USEROBJECTFLAGS flags = {};
+    if (::GetUserObjectInformationW(::GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof(flags), nullptr) &&
+        !(flags.dwFlags & WSF_VISIBLE)) {
+        return false;
+    }
     DWORD session = 0;
     if (!IsVistaOrLater() || !g_pfnProcessIdToSessionId ||
         !g_pfnProcessIdToSessionId(::GetCurrentProcessId(), &session)) {
-        return true;  // before Vista the console itself is session 0
+        return true;
     }
     return session != 0;
 }

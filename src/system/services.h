@@ -49,8 +49,9 @@ bool GetOsVersion(OSVERSIONINFOEXW& record);
 // True only when this process runs under 32-bit emulation on 64-bit Windows.
 bool IsWow64();
 
-// False in the services' session (0 from Vista on), where a deployment tool
-// runs setup as SYSTEM and no user is logged on to see or answer anything.
+// False in the services' session (0 from Vista on) or on a window station
+// that is never shown, where a deployment tool runs setup as SYSTEM and no
+// user is there to see or answer anything.
 bool IsInteractiveSession();
 
 // The shell folder for csidl (created if missing), else the Explorer

@@ -169,7 +169,7 @@ bool CFolderDlg::ConfirmLeave()
     }
     ExchangeData(true);
     g_installState.kind = static_cast<InstallKind>(m_radioIndex);
-    if (!DestinationHoldsPackage(g_installState.sourceFolder + L"\\" + kInstallLogName)) {
+    if (!DestinationHoldsPackage(JoinPath(g_installState.sourceFolder, kInstallLogName))) {
         ShowMessage(IDS_DESTINATION_TOO_LONG);
         return false;
     }

@@ -21,9 +21,6 @@
 #include <string>
 #include <vector>
 
-// Explorer's own call; the headers leave it out.
-extern "C" BOOL WINAPI SetShellWindow(HWND);
-
 namespace {
 
 using Texts = std::vector<std::wstring>;
@@ -445,13 +442,11 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
     ::CopyFileW(PackagePath(L"PxvUnInst.log").c_str(), (noVersion + L"\\PxvUnInst.log").c_str(), FALSE);
     WriteTextFile(noVersion + L"\\Pixvn8.exe", "no version resource");
 
-    // The second time this test is the desktop's shell: the page is opened
-    // as the shell's child, through the system's URL handler.
-    HWND shell = nullptr;
+    // This test is the desktop's shell: the page is opened as the shell's
+    // child, through the system's URL handler.
+    HWND shell = ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(SetShellWindow(shell));
     for (const auto& folder : {noList, noVersion}) {
-        if (folder == noVersion) {
-            ASSERT_TRUE(SetShellWindow(shell = ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 9, 9, 0, 0, 0, 0)));
-        }
         EXPECT_EQ(RunSilently(folder + L"\\setup.exe", L"-s"), kExitDamagedPackage);
         ::Sleep(500);
         EXPECT_FALSE(FileExists(opened));
