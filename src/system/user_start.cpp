@@ -26,7 +26,8 @@ struct AttributeCalls {
         };
         g_pfnInitializeProcThreadAttributeList =
             reinterpret_cast<InitializeProcThreadAttributeListFn>(lookUp("InitializeProcThreadAttributeList"));
-        g_pfnUpdateProcThreadAttribute = reinterpret_cast<UpdateProcThreadAttributeFn>(lookUp("UpdateProcThreadAttribute"));
+        g_pfnUpdateProcThreadAttribute =
+            reinterpret_cast<UpdateProcThreadAttributeFn>(lookUp("UpdateProcThreadAttribute"));
         g_pfnDeleteProcThreadAttributeList =
             reinterpret_cast<DeleteProcThreadAttributeListFn>(lookUp("DeleteProcThreadAttributeList"));
     }

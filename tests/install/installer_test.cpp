@@ -217,7 +217,9 @@ TEST_F(WithoutShortNames, ACyrillicProfileAndACjkDestinationInstallAndGoWithoutR
     state.kind = CurrentUser;
     state.groupName = L"Пиксвейн";  // not the product's name, which the removal finds without the log
     // A volume that keeps no short names: the short-name call answers with its input.
-    g_pfnGetShortPathNameW = [](LPCWSTR path, LPWSTR buffer, DWORD size) { return ::GetFullPathNameW(path, size, buffer, nullptr); };
+    g_pfnGetShortPathNameW = [](LPCWSTR path, LPWSTR buffer, DWORD size) {
+        return ::GetFullPathNameW(path, size, buffer, nullptr);
+    };
 
     PerformInstall();
     g_pfnGetShortPathNameW = ::GetShortPathNameW;
