@@ -108,7 +108,9 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     }
     m_before = TakeMachineSnapshot();
 
-    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings), kExitInstalled);
+    // A diagnostic log leaves the product folder and its installed log as they are.
+    const std::wstring diagnostics = L"-log=" + MakeScratchFolder(L"logs") + L"\\fresh.log ";
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + diagnostics + kBesideSettings), kExitInstalled);
 
     // No x64 or portable files for a 64-bit all-users installation; the
     // codec is not the system's, so it is copied.
