@@ -66,7 +66,12 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
     }
     const MachineSnapshot throughPackage = TakeMachineSnapshot();
 
+    // A log name left in the environment reaches neither uninstaller stage.
+    const std::wstring planted = package.substr(0, package.rfind(L'\\')) + L"\\planted.log";
+    ::SetEnvironmentVariableW(L"PIXVANE_SETUP_LOG", planted.c_str());
     EXPECT_TRUE(RemoveThroughProgramsList());
+    ::SetEnvironmentVariableW(L"PIXVANE_SETUP_LOG", nullptr);
+    EXPECT_FALSE(FileExists(planted));
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 
     // setup.exe run from the unpacked folder, told of the same package file.
