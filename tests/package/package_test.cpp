@@ -78,7 +78,8 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
     const std::wstring setup = Quoted(PackagePath(L"setup.exe"));
     ASSERT_EQ(RunWatched(setup + L" -s " + Quoted(L"-sfxname=" + package)).exitCode, kExitInstalled);
     EXPECT_EQ(SnapshotChanges(throughPackage, TakeMachineSnapshot()), Texts{});
-    // Only the run that asked for it wrote there.
+    // Only the run that asked for it wrote a log, there and nowhere else.
+    EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
     const std::string log = ReadTextFile(package.substr(0, package.rfind(L'\\')) + L"\\setup log.txt");
     EXPECT_NE(log.find("exit code 0\r\n"), std::string::npos) << log;
     EXPECT_EQ(log.find(" started, process "), log.rfind(" started, process ")) << log;
