@@ -66,6 +66,7 @@ void ReportDamagedPackage()
         return;
     }
     ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
+    DiagLog(L"open the maker's web site ", kMakerHomePage);
     ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
 }
 
@@ -215,7 +216,8 @@ void PerformInstall()
 {
     InstallState& state = g_installState;
     const std::wstring packageList = state.sourceFolder + L"\\" + kInstallLogName;
-    DiagLog(L"installing into ", state.destinationFolder, L", ", KindName(state.kind));
+    DiagLog(L"installing into ", state.destinationFolder, L", ", KindName(state.kind), L", group ", state.groupName,
+            L", desktop icon ", state.desktopIcon, L", autostart ", state.autostart);
     if (!state.freshInstall) {
         DiagLog(L"step: remove what the earlier installation's logs name");
         RemoveEarlierInstallation();

@@ -117,5 +117,6 @@ void OpenClosingWebPage()
     }
     const std::wstring query = ClosingPageQuery(ReadAnsiTextFile(state.destinationFolder + L"\\HomePage.url"));
     const std::wstring address = kInstallScriptAddress + query;
+    DiagLog(L"open the closing web page ", address);
     g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);  // failure not reported
 }

@@ -88,7 +88,6 @@ void StartDiagnosticLog(const std::vector<std::wstring>& args, bool secondStage)
     for (size_t i = 1; i < args.size(); ++i) {
         DiagLog(L"argument ", i, L": ", args[i]);
     }
-    ::SetLastError(0);
 }
 
 void HandDiagnosticLogOn()
