@@ -19,10 +19,14 @@ std::wstring g_logPath;
 // stages and a reader may have the file open at once, each appending.
 HANDLE g_log = INVALID_HANDLE_VALUE;
 
+// "C:\...", "C:..." (a drive's current folder), "\\server\..." and "\..." name
+// their place themselves.
 bool IsRelative(const std::wstring& path)
 {
-    return !(path.size() >= 2 && (path[1] == L':' || (path[0] == L'\\' && path[1] == L'\\'))) &&
-           !(!path.empty() && (path[0] == L'\\' || path[0] == L'/'));
+    if (path.size() >= 2 && path[1] == L':') {
+        return false;
+    }
+    return path.empty() || (path[0] != L'\\' && path[0] != L'/');
 }
 
 std::wstring FullPath(const std::wstring& path)
@@ -109,9 +113,9 @@ void WriteDiagnosticLine(const std::wstring& line)
     SYSTEMTIME now = {};
     ::GetLocalTime(&now);
     wchar_t stamp[40] = {};
-    std::swprintf(stamp, 40, L"%04u-%02u-%02u %02u:%02u:%02u.%03u [%lu] ", now.wYear, now.wMonth, now.wDay,
-                  now.wHour, now.wMinute, now.wSecond, now.wMilliseconds,
-                  static_cast<unsigned long>(::GetCurrentProcessId()));
+    std::swprintf(stamp, 40, L"%04u-%02u-%02u %02u:%02u:%02u.%03u [%lu] ", unsigned{now.wYear}, unsigned{now.wMonth},
+                  unsigned{now.wDay}, unsigned{now.wHour}, unsigned{now.wMinute}, unsigned{now.wSecond},
+                  unsigned{now.wMilliseconds}, static_cast<unsigned long>(::GetCurrentProcessId()));
     WriteRaw(Utf8(stamp + line + L"\r\n"));
     ::SetLastError(lastError);
 }
