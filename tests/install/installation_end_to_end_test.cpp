@@ -128,7 +128,7 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
         EXPECT_TRUE(FileExists(link)) << link;
         expectedLog += "Shell Link: " + Narrow(link) + "\r\n";
     }
-    expectedLog += "File Copy: Pixvn8.ini\r\nFile Copy: Pixvn8.reg\r\nFile Copy: Pixvane.pv8lic\r\n";
+    // What came from beside the package is not the package's: not logged.
     EXPECT_EQ(ReadTextFile(folder + L"\\PxvUnInst.log"), expectedLog);
     EXPECT_EQ(ProductCallsLog(), L"regonly " + folder + L" in " + folder + L"\r\n");
 
@@ -202,7 +202,8 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
 
     SimulateRestart();
     EXPECT_FALSE(FileExists(arguments[0]));
-    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\My notes.txt"}));
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\My notes.txt",
+                                          L"+ " + folder + L"\\Pixvn8.ini", L"+ " + folder + L"\\Pixvn8.reg"}));
     for (const auto& [root, key] : others) {
         DeleteRegTree(root, key);
     }
@@ -248,7 +249,7 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, firstStage.Id()));
     EXPECT_TRUE(WaitForSecondStage(60000));
     SimulateRestart();
-    EXPECT_FALSE(FolderExists(folder));
+    EXPECT_EQ(FilesBelow(folder), (std::set<std::wstring>{L"Pixvane.pv8lic", L"Pixvn8.ini", L"Pixvn8.reg"}));
 
     // The key stays whole, its 11 values and the subkey that kept it.
     const std::wstring entry = L"+ HKLM\\" + kUninstallKey + L"\\";
@@ -264,7 +265,8 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
 // never a stranger that took the identifier of a member that died without
 // leaving) and passes "-s"; a temporary folder with a blank quotes only the
 // copy's name. What another program holds open, a logged file and the x32
-// folder, goes at the restart with the product folder.
+// folder, goes at the restart; the product folder stays with the settings
+// and the licence that came from beside the package.
 TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithTheProductFolder)
 {
     const std::wstring folder = kDefaultFolder;
@@ -316,7 +318,8 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     fileHolder.Release();
     folderHolder.Release();
     SimulateRestart();
-    EXPECT_EQ(ChangesSinceStart(), Texts{});
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Pixvane.pv8lic",
+                                          L"+ " + folder + L"\\Pixvn8.ini", L"+ " + folder + L"\\Pixvn8.reg"}));
 }
 
 TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseAtTheRestart)
@@ -333,7 +336,10 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     for (size_t at = log.find("Programs\\Pixvane 8"); at != std::string::npos; at = log.find("Programs\\Pixvane 8", at + 9)) {
         log.replace(at, 8, "Programs\\Quorvex");
     }
-    WriteTextFile(folder + L"\\PxvUnInst.log", log);
+    const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
+    const std::wstring earlierLink = group + L"\\Pixvane 8 Tips.lnk";
+    WriteTextFile(earlierLink, "a shortcut of 8.1");
+    WriteTextFile(folder + L"\\PxvUnInst.log", log + "Shell Link: " + Narrow(earlierLink) + "\r\n");
     // It started with Windows for this user.
     const std::wstring startupLink = GetSpecialFolderPath(CSIDL_STARTUP) + L"\\Pixvane 8.lnk";
     WriteTextFile(startupLink, "a shortcut");
@@ -342,13 +348,22 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     ASSERT_TRUE(FileExists(folder + L"\\PvCapHlp.dll"));
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
+    // Another program has the earlier thumbnail handler loaded: renameable,
+    // not deletable. It differs from the package's, to tell them apart.
+    const std::wstring handler = folder + L"\\ThumbPvi32.dll";
+    ASSERT_TRUE(::CopyFileW(PackagePath(L"ThumbPviXP32.dll").c_str(), handler.c_str(), FALSE));
+    UniqueModule loaded(::LoadLibraryExW(handler.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES));
+    ASSERT_TRUE(loaded);
 
     EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s"), kExitRestartNeeded);
     EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8.exe"), ReadTextFile(PackagePath(L"Pixvn8.exe")));
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
-    const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
+    // Only the earlier list names it, and the new list does not retire it.
+    EXPECT_TRUE(FileExists(folder + L"\\Tips81.txt"));
+    EXPECT_FALSE(IsPendingDeletion(handler));
+    EXPECT_FALSE(FileExists(earlierLink));
     const std::string installedLog = ReadTextFile(folder + L"\\PxvUnInst.log");
     EXPECT_NE(installedLog.find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
     EXPECT_NE(installedLog.find("Shell Link: " + Narrow(startupLink) + "\r\n"), std::string::npos);
@@ -358,8 +373,10 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     EXPECT_NE(PendingFileRenames().find(L"Pixvn8Man.chm.new"), std::wstring::npos);
 
     reader.Release();
+    loaded.Reset();
     SimulateRestart();
     EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8Man.chm"), ReadTextFile(PackagePath(L"Pixvn8Man.chm")));
+    EXPECT_EQ(ReadTextFile(handler), ReadTextFile(PackagePath(L"ThumbPvi32.dll")));
     for (const auto& file : FilesBelow(folder)) {
         EXPECT_EQ(file.find(L".new"), std::wstring::npos) << file;
         EXPECT_EQ(file.find(L".old"), std::wstring::npos) << file;
@@ -392,8 +409,17 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
         EXPECT_EQ(setup.Wait(kRunTimeoutMs), kExitUserDeclined);
         EXPECT_EQ(SnapshotChanges(installed, TakeMachineSnapshot()), Texts{});
     }
-    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-s"), kExitInstalled);
+    // A running copy that ignores the close request is ended, and gone
+    // before the files are: nothing waits for the restart.
+    ChildProcess product;
+    ASSERT_TRUE(product.Start(Quoted(kDefaultFolder + L"\\Pixvn8.exe") + L" -ignoreclose"));
+    ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
+    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-install -s"), kExitInstalled);
+    EXPECT_EQ(product.Wait(0), 0);
     EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\Pixvn8.exe"), ReadTextFile(kOlderPackage + L"Pixvn8.exe"));
+    for (const auto& file : FilesBelow(kDefaultFolder)) {
+        EXPECT_EQ(file.find(L".old"), std::wstring::npos) << file;  // ".new" would have made it 3010
+    }
 }
 
 TEST_F(InstallationEndToEnd, PortableInstallationGoesOnTheOtherDriveAndTouchesNothingElse)
