@@ -70,13 +70,16 @@ void ReportDamagedPackage()
     ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
 }
 
+// The earlier installation gives up only its shortcuts and group, and the
+// files the new list retires. Its other files stay where they are: the new
+// copies overwrite them, and one the new list no longer names is kept. A
+// full removal would hand a loaded library to the restart under its own
+// name, and the restart would then delete the new copy written there.
 void RemoveEarlierInstallation()
 {
     const InstallState& state = g_installState;
     for (const wchar_t* logName : kInstallLogNames) {
-        const std::wstring log = state.destinationFolder + L"\\" + logName;
-        RemoveLoggedLinksAndFolders(log);
-        RemoveLoggedFiles(log, state.destinationFolder, nullptr);
+        RemoveLoggedLinksAndFolders(state.destinationFolder + L"\\" + logName);
     }
     RemoveLoggedFiles(state.sourceFolder + L"\\" + kInstallLogName, state.destinationFolder, kFileDelPrefix);
 }
@@ -128,16 +131,15 @@ void MakeShortcuts()
     }
 }
 
-// A file taken from beside the package; logged so that removal takes it too.
+// A file taken from beside the package: the administrator's settings or the
+// user's licence, not a file of the package. It is not logged, so removal
+// leaves it, and a later installation finds it in place.
 bool CopyFromPackageFolder(const std::wstring& name)
 {
     const InstallState& state = g_installState;
     if (!CopyOneFile(name, state.packageFolder, state.destinationFolder, nullptr)) {
         DiagLog(L"not beside the package or not copied: ", name);
         return false;
-    }
-    if (!NeedsWideCharacters(name)) {
-        AppendLineToFile(InstalledLogPath().c_str(), MakeLogLine(kFileCopyPrefix, name).c_str());
     }
     return true;
 }
