@@ -144,15 +144,15 @@ def make_payload(folder, shape):
 
 
 def write_package_list(folder, files, also=()):
-    """The package list: folders, one "File Copy: " line a file, folder by
-    folder as a packaging tool walks the tree, then the folders again
-    children first, so that removal takes each after its children."""
+    """The package list: one "File Copy: " line a file, folder by folder as
+    a packaging tool walks the tree, the folders after the first copy (which
+    makes the product folder on a fresh installation), then the folders
+    again children first, so that removal takes each after its children."""
     order = {sub: index for index, (sub, _) in enumerate(FOLDERS)}
     walk = sorted(name for name, _ in files)
     walk.sort(key=lambda name: order[name.rsplit("\\", 1)[0]])
-    lines = [f"Make Dir: {sub}" for sub, _ in FOLDERS]
-    lines += [f"File Copy: {name}" for name in also]
-    lines += [f"File Copy: {name}" for name in walk]
+    copies = [f"File Copy: {name}" for name in list(also) + walk]
+    lines = copies[:1] + [f"Make Dir: {sub}" for sub, _ in FOLDERS] + copies[1:]
     lines += [f"Make Dir: {sub}" for sub, _ in reversed(FOLDERS)]
     with open(os.path.join(folder, LIST_NAME), "w", newline="\r\n", encoding="latin-1") as out:
         out.write("\n".join(lines) + "\n")

@@ -82,6 +82,9 @@ void RecordMessage(const char* event, LPARAM other, bool withOther)
 
 constexpr WPARAM kCloseFromSetup = 1001;
 constexpr DWORD kHangMs = 20000;
+// Started with "-ignoreclose" it records setup's close request and stays,
+// like a product busy with unsaved work, so that setup has to end it.
+bool g_ignoreSetupClose = false;
 
 LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
 {
@@ -96,6 +99,9 @@ LRESULT CALLBACK MainWindowProc(HWND window, UINT message, WPARAM wParam, LPARAM
         // Setup ends the process 10 ms after asking, so the record comes first.
         if (wParam == kCloseFromSetup) {
             RecordMessage("close-1001", 0, false);
+            if (g_ignoreSetupClose) {
+                return 0;
+            }
         }
         break;
     case WM_DESTROY:
@@ -147,6 +153,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR, int)
             }
             return 0;
         }
+        g_ignoreSetupClose = g_ignoreSetupClose || ::lstrcmpiW(__wargv[i], L"-ignoreclose") == 0;
     }
     return RunMainWindow(instance);
 }

@@ -2,6 +2,7 @@
 
 #include "app/instance_manager.h"
 #include "app/product_names.h"
+#include "system/diagnostic_log.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
@@ -20,6 +21,9 @@ constexpr WPARAM kCloseFromSetup = 1001;
 // All the time an instance gets to go by itself; the question warns that
 // unsaved work is lost.
 constexpr DWORD kCloseGraceMs = 10;
+// Termination only starts the end: until the process has gone its files are
+// still in use, and deployment would leave them to the restart.
+constexpr DWORD kTerminationWaitMs = 2000;
 
 // Message 33 for one other instance, message 4 with the number for more.
 std::wstring InstanceQuestion(int others)
@@ -64,16 +68,21 @@ void CloseInstances(int others)
         if (member == self) {
             continue;
         }
+        // The identifier of a member that died without leaving may since have
+        // gone to an unrelated program. Opened first, the handle keeps the
+        // identifier from passing on, so what is decided from it and what is
+        // ended through it are the same process.
+        UniqueHandle process(::OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE,
+                                           FALSE, member));
         // A dead member has no window: the post then lands in our own queue,
         // harmlessly.
         const HWND window = COXInstanceManager::FindInstanceWindow(member);
-        ::PostMessageW(window, WM_CLOSE, kCloseFromSetup, 0);
+        DiagResult(::PostMessageW(window, WM_CLOSE, kCloseFromSetup, 0), L"ask running copy ", member, L" to close");
         ::Sleep(kCloseGraceMs);
-        UniqueHandle process(::OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, member));
-        // The identifier of a member that died without leaving may since have
-        // gone to an unrelated program: only a proven member is ended.
         if (process && (window || IsMemberProgram(process.Get()))) {
-            ::TerminateProcess(process.Get(), 0);  // already gone is as good as ended
+            // already gone is as good as ended
+            DiagResult(::TerminateProcess(process.Get(), 0), L"end running copy ", member);
+            ::WaitForSingleObject(process.Get(), kTerminationWaitMs);  // one that will not go is left to deployment
         }
     }
 }
@@ -83,6 +92,7 @@ void CloseInstances(int others)
 bool CloseOtherInstances(SetupMode mode, const std::vector<std::wstring>& args)
 {
     const int others = static_cast<int>(g_instanceManager.GetInstanceCount()) - 1;
+    DiagLog(L"other running copies: ", others);
     if (others <= 0) {
         return true;
     }

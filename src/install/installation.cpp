@@ -10,6 +10,7 @@
 #include "install/shortcuts.h"
 #include "install/version_checks.h"
 #include "licence/licence.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -47,6 +48,11 @@ std::wstring OwnFolder()
     return last == std::wstring::npos ? std::wstring() : own.substr(0, last);
 }
 
+const wchar_t* KindName(int kind)
+{
+    return kind == Portable ? L"portable" : kind == AllUsers ? L"for all users" : L"for the current user";
+}
+
 bool IsDamagedPackage()
 {
     const InstallState& state = g_installState;
@@ -61,18 +67,22 @@ void ReportDamagedPackage()
         return;
     }
     ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
+    DiagLog(L"open the maker's web site ", kMakerHomePage);
     if (!OpenAddressAsShellChild(kMakerHomePage)) {
         ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
     }
 }
 
+// The earlier installation gives up only its shortcuts and group, and the
+// files the new list retires. Its other files stay where they are: the new
+// copies overwrite them, and one the new list no longer names is kept. A
+// full removal would hand a loaded library to the restart under its own
+// name, and the restart would then delete the new copy written there.
 void RemoveEarlierInstallation()
 {
     const InstallState& state = g_installState;
     for (const wchar_t* logName : kInstallLogNames) {
-        const std::wstring log = state.destinationFolder + L"\\" + logName;
-        RemoveLoggedLinksAndFolders(log);
-        RemoveLoggedFiles(log, state.destinationFolder, nullptr);
+        RemoveLoggedLinksAndFolders(state.destinationFolder + L"\\" + logName);
     }
     RemoveLoggedFiles(state.sourceFolder + L"\\" + kInstallLogName, state.destinationFolder, kFileDelPrefix);
 }
@@ -127,15 +137,15 @@ void MakeShortcuts()
     }
 }
 
-// A file taken from beside the package; logged so that removal takes it too.
+// A file taken from beside the package: the administrator's settings or the
+// user's licence, not a file of the package. It is not logged, so removal
+// leaves it, and a later installation finds it in place.
 bool CopyFromPackageFolder(const std::wstring& name)
 {
     const InstallState& state = g_installState;
     if (!CopyOneFile(name, state.packageFolder, state.destinationFolder, nullptr)) {
+        DiagLog(L"not beside the package or not copied: ", name);
         return false;
-    }
-    if (!NeedsWideCharacters(name)) {
-        AppendLineToFile(InstalledLogPath().c_str(), MakeLogLine(kFileCopyPrefix, name).c_str());
     }
     return true;
 }
@@ -172,6 +182,9 @@ int RunInstallation()
     state.runAfter = options.runAfter;
     state.autostart = options.autostart;
     state.desktopIcon = options.desktopIcon;
+    DiagLog(L"earlier installation folder: ", state.destinationFolder, L"; source folder: ", state.sourceFolder);
+    DiagLog(L"options: ", KindName(state.kind), L", run after ", state.runAfter, L", autostart ", state.autostart,
+            L", desktop icon ", state.desktopIcon, L", folder named: ", options.folder);
     if (!options.folder.empty()) {
         state.destinationFolder = options.folder;
     }
@@ -184,6 +197,7 @@ int RunInstallation()
 
     if (!state.freshInstall) {
         if (!CheckVersions()) {
+            DiagLog(L"declined at the version question");
             return kExitUserDeclined;
         }
         RecoverEarlierChoices();
@@ -191,13 +205,18 @@ int RunInstallation()
         state.packageVersion = ReadFileVersion(state.sourceFolder + L"\\" + kProductExe);
     }
 
+    const FileVersion& version = state.packageVersion;
+    DiagLog(L"package version ", version.major, L".", version.minor, L".", version.third, L".", version.fourth);
+    DiagLog(L"destination ", state.destinationFolder, L", fresh installation ", state.freshInstall);
     if (IsDamagedPackage()) {
+        DiagLog(L"damaged package: no product version or no ", kInstallLogName, L" in ", state.sourceFolder);
         ReportDamagedPackage();
         return kExitDamagedPackage;
     }
 
     if (SilentLevel == 0) {
         if (RunSetupWizard(-1) != IDOK) {
+            DiagLog(L"the wizard was cancelled");
             return kExitUserDeclined;
         }
     } else {
@@ -207,6 +226,7 @@ int RunInstallation()
         // Half a product is worse than none: a destination too deep for the
         // package's longest names gets nothing at all.
         if (!DestinationHoldsPackage(state.sourceFolder + L"\\" + kInstallLogName)) {
+            DiagLog(L"the destination is too deep for the package's longest names: ", state.destinationFolder);
             return kExitInstallFailed;
         }
         PerformInstall();
@@ -221,20 +241,28 @@ void PerformInstall()
 {
     InstallState& state = g_installState;
     const std::wstring packageList = state.sourceFolder + L"\\" + kInstallLogName;
+    DiagLog(L"installing into ", state.destinationFolder, L", ", KindName(state.kind), L", group ", state.groupName,
+            L", desktop icon ", state.desktopIcon, L", autostart ", state.autostart);
     if (!state.freshInstall) {
+        DiagLog(L"step: remove what the earlier installation's logs name");
         RemoveEarlierInstallation();
     }
+    DiagLog(L"step: copy what the package list ", packageList, L" names");
     DeployPackage(packageList);
+    DiagLog(L"step: the package list becomes the installed log");
     CopyMatchingFiles(kInstallLogName, state.sourceFolder, state.destinationFolder);
     // The list's own last line may lack its line break.
     AppendLineToFile(InstalledLogPath().c_str(), L"");
 
     if (state.kind != Portable) {
+        DiagLog(L"step: shortcuts");
         MakeShortcuts();
+        DiagLog(L"step: registry entries");
         RegisterProduct();
     }
 
     if (!state.packageFolder.empty()) {
+        DiagLog(L"step: files beside the package in ", state.packageFolder);
         state.settingsSupplied = CopyFromPackageFolder(L"Pixvn8.ini");
         CopyFromPackageFolder(L"Pixvn8.reg");
         for (const auto& licence : LicenceFilesIn(state.packageFolder)) {
@@ -243,6 +271,7 @@ void PerformInstall()
     }
 
     if (state.kind != Portable) {
+        DiagLog(L"step: the product registers itself");
         const std::wstring command = L"\"" + ProductExePath() + L"\" -regonly";
         RunAndWait(command.c_str(), nullptr, 0);
     }
@@ -268,10 +297,12 @@ int FinishInstallation()
             }
             token.Reset();
             // A refused restart is not reported: the replacement then waits for the next one.
-            restartStarted = RequestRestart();
+            restartStarted = DiagResult(RequestRestart(), L"start the restart of Windows");
         }
     }
+    DiagLog(L"a file in use waits for the restart: ", g_restartPending != 0);
     if (::GetFileAttributesW(ProductExePath().c_str()) == INVALID_FILE_ATTRIBUTES) {
+        DiagLog(L"no product program in the destination: ", ProductExePath());
         return kExitInstallFailed;
     }
     if (restartStarted) {

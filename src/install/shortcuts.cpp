@@ -7,6 +7,7 @@
 #include "install/install_state.h"
 #include "install/install_text.h"
 #include "licence/licence.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/services.h"
 #include "system/user_start.h"
@@ -96,7 +97,8 @@ void CreateShortcut(const std::wstring& target, const std::wstring& linkPath, co
     }
     // Only a saved link is logged, by the name it was saved under: a path
     // too long for the system is not cut to one that is some other file.
-    if (FitsPathLimit(linkPath, false) && SUCCEEDED(file->Save(linkPath.c_str(), TRUE))) {
+    if (DiagResult(FitsPathLimit(linkPath, false) && SUCCEEDED(file->Save(linkPath.c_str(), TRUE)), L"shortcut ",
+                   linkPath, L" to ", target)) {
         AppendToInstalledLog(kShellLinkPrefix, linkPath);
     }
 }
@@ -117,6 +119,7 @@ void OpenClosingWebPage()
     }
     const std::wstring query = ClosingPageQuery(ReadAnsiTextFile(state.destinationFolder + L"\\HomePage.url"));
     const std::wstring address = kInstallScriptAddress + query;
+    DiagLog(L"open the closing web page ", address);
     // The browser runs with the user's rights, not setup's elevated ones.
     if (!OpenAddressAsShellChild(address)) {
         g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);  // failure not reported

@@ -176,6 +176,9 @@ public:
                 if (reason.empty() && prefix == std::wstring_view(kFileCopyPrefix)) {
                     const CopyBody body = SplitCopyBody(rest);
                     m_installed.push_back(Slashed(body.target.value_or(body.source)));
+                    if (!body.target) {
+                        MakeWithParents(FolderPart(Slashed(body.source)));
+                    }
                 }
                 return reason;
             }
@@ -258,13 +261,46 @@ private:
             return "fills the folder \"" + Narrow(filled) + "\", which no \"Make Dir: \" line makes, so removal would "
                    "leave it behind";
         }
+        // A renaming copy makes no folder: on a fresh installation its folder
+        // must already stand, or the file is missing there and only there.
+        if (!besideProduct && body.target && !IsMadeFresh(filled)) {
+            return "copies under a new name into " +
+                   (filled.empty() ? std::string("the product folder") : "the folder \"" + Narrow(filled) + "\"") +
+                   ", which no earlier line makes on a fresh installation, so the file would be missing there; "
+                   "start with a copy without \">\" and put the \"Make Dir: \" lines after it, above this line";
+        }
         return {};
+    }
+
+    // A copy without ">" makes the product folder and every level of its
+    // own folder; a "Make Dir: " line its one folder once those stand.
+    void MakeWithParents(const std::wstring& folder)
+    {
+        m_rootMadeFresh = true;
+        for (std::wstring level = folder; !level.empty(); level = FolderPart(level)) {
+            m_madeFresh.push_back(level);
+        }
+    }
+
+    bool IsMadeFresh(std::wstring_view folder) const
+    {
+        return m_rootMadeFresh &&
+               (folder.empty() || std::any_of(m_madeFresh.begin(), m_madeFresh.end(),
+                                              [&](const std::wstring& made) { return SameName(made, folder); }));
     }
 
     std::string CheckMakeDir(const std::wstring& name)
     {
         if (!IsConfinedRelativeName(name)) {
             return "names a folder outside the product folder (a full path, a drive or \"..\")";
+        }
+        if (!m_rootMadeFresh) {
+            if (!IsMade(name)) {
+                m_made.push_back(name);  // still in the tail, so that only this line is refused
+            }
+            return "comes before the first \"File Copy: \" line without \">\", which makes the product folder on a "
+                   "fresh installation, so the folder would not be made there; put the \"Make Dir: \" lines after that "
+                   "line";
         }
         const std::wstring parent = FolderPart(name);
         if (!parent.empty() && !IsMade(parent)) {
@@ -274,6 +310,7 @@ private:
         if (!IsMade(name)) {
             m_made.push_back(name);
         }
+        m_madeFresh.push_back(name);
         return {};
     }
 
@@ -286,6 +323,9 @@ private:
     std::vector<std::wstring> m_madeAnywhere;
     std::vector<std::wstring> m_made;
     std::vector<std::wstring> m_installed;
+    // What stands on a fresh installation by the line being checked.
+    bool m_rootMadeFresh = false;
+    std::vector<std::wstring> m_madeFresh;
 };
 
 // True when the list's last non-blank lines make the folders of made again,

@@ -8,6 +8,7 @@
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/diagnostic_log.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
@@ -107,7 +108,9 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     }
     m_before = TakeMachineSnapshot();
 
-    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings), kExitInstalled);
+    // A diagnostic log leaves the product folder and its installed log as they are.
+    const std::wstring diagnostics = L"-log=" + MakeScratchFolder(L"logs") + L"\\fresh.log ";
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + diagnostics + kBesideSettings), kExitInstalled);
 
     // No x64 or portable files for a 64-bit all-users installation; the
     // codec is not the system's, so it is copied.
@@ -128,7 +131,7 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
         EXPECT_TRUE(FileExists(link)) << link;
         expectedLog += "Shell Link: " + Narrow(link) + "\r\n";
     }
-    expectedLog += "File Copy: Pixvn8.ini\r\nFile Copy: Pixvn8.reg\r\nFile Copy: Pixvane.pv8lic\r\n";
+    // What came from beside the package is not the package's: not logged.
     EXPECT_EQ(ReadTextFile(folder + L"\\PxvUnInst.log"), expectedLog);
     EXPECT_EQ(ProductCallsLog(), L"regonly " + folder + L" in " + folder + L"\r\n");
 
@@ -167,22 +170,15 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     const auto box = AnswerMessageBox(IDYES, 30000);
     ASSERT_TRUE(box);
     EXPECT_EQ(box->text, LoadMessageText(IDS_CONFIRM_UNINSTALL));
-    // The copy first gives the first stage a second to end, then schedules itself.
+    // The copy schedules itself; how long it first waits is the self-removal test's.
     std::vector<DWORD> stages;
     ASSERT_TRUE(WaitUntil([&] { return !(stages = FindProcesses(L"uni", L".tmp")).empty(); }, 30000));
     UniqueHandle stage(::OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION | SYNCHRONIZE, FALSE, stages.front()));
-    FILETIME created = {};
-    FILETIME unused[3] = {};
-    ASSERT_TRUE(::GetProcessTimes(stage.Get(), &created, &unused[0], &unused[1], &unused[2]));
     std::wstring secondStage;
     ASSERT_TRUE(WaitUntil([&] { return !(secondStage = CommandLineOf(stages.front())).empty(); }, 500));
     const std::vector<std::wstring> arguments = SplitCommandLine(secondStage);
     ASSERT_EQ(arguments.size(), 3u) << secondStage;  // interactive: no "-s"
     ASSERT_TRUE(WaitUntil([&] { return IsPendingDeletion(arguments[0]); }, 30000));
-    FILETIME scheduled = {};
-    ::GetSystemTimeAsFileTime(&scheduled);
-    const auto ticks = [](FILETIME time) { return ULARGE_INTEGER{{time.dwLowDateTime, time.dwHighDateTime}}.QuadPart; };
-    EXPECT_GE((ticks(scheduled) - ticks(created)) / 10000, 1000u);
     EXPECT_EQ(::WaitForSingleObject(stage.Get(), 60000), WAIT_OBJECT_0);
     EXPECT_EQ(programsList.Wait(30000), 0);
 
@@ -202,7 +198,8 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
 
     SimulateRestart();
     EXPECT_FALSE(FileExists(arguments[0]));
-    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\My notes.txt"}));
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\My notes.txt",
+                                          L"+ " + folder + L"\\Pixvn8.ini", L"+ " + folder + L"\\Pixvn8.reg"}));
     for (const auto& [root, key] : others) {
         DeleteRegTree(root, key);
     }
@@ -259,7 +256,7 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     EXPECT_EQ(firstStage.Wait(30000), kExitInstalled);  // handed over
     EXPECT_TRUE(WaitForSecondStage(60000));
     SimulateRestart();
-    EXPECT_FALSE(FolderExists(folder));
+    EXPECT_EQ(FilesBelow(folder), (std::set<std::wstring>{L"Pixvane.pv8lic", L"Pixvn8.ini", L"Pixvn8.reg"}));
 
     // The key stays whole, its 11 values and the subkey that kept it.
     const std::wstring entry = L"+ HKLM\\" + kUninstallKey + L"\\";
@@ -275,7 +272,8 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
 // never a stranger that took the identifier of a member that died without
 // leaving) and passes "-s"; a temporary folder with a blank quotes only the
 // copy's name. What another program holds open, a logged file and the x32
-// folder, goes at the restart with the product folder.
+// folder, goes at the restart; the product folder stays with the settings
+// and the licence that came from beside the package.
 TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithTheProductFolder)
 {
     const std::wstring folder = kDefaultFolder;
@@ -303,7 +301,10 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     ::SetEnvironmentVariableW(L"TMP", temporary.c_str());
     ::SetEnvironmentVariableW(L"TEMP", temporary.c_str());
     ChildProcess firstStage;
-    const bool started = firstStage.Start(Quoted(folder + L"\\PxvUnInst.exe"));  // inheriting the folder
+    // Both stages log into the file the first was given.
+    const std::wstring diagnostics = MakeScratchFolder(L"logs") + L"\\removal.log";
+    const bool started =
+        firstStage.Start(Quoted(folder + L"\\PxvUnInst.exe") + L" " + Quoted(L"-log=" + diagnostics));
     ::SetEnvironmentVariableW(L"TMP", tmp);
     ::SetEnvironmentVariableW(L"TEMP", temp);
     ASSERT_TRUE(started);
@@ -317,17 +318,24 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     EXPECT_EQ(commandLine.rfind(L"\"" + temporary + L"\\uni", 0), 0u) << commandLine;
     const std::vector<std::wstring> arguments = SplitCommandLine(commandLine);
     ASSERT_EQ(arguments.size(), 4u) << commandLine;
-    EXPECT_EQ(arguments[2], folder + L"\\PxvUnInst.exe");
     EXPECT_EQ(arguments[3], L"-s");
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Deutsch.lng"));
     for (const std::wstring& pending : {inUse, folder + L"\\Languages", x32, folder}) {
         EXPECT_TRUE(IsPendingDeletion(pending)) << pending;
     }
-
+    const std::string diagnosed = ReadTextFile(diagnostics);
+    for (const std::string& event : std::vector<std::string>{
+             "end running copy " + std::to_string(product.Id()) + ": done\r\n",
+             "-delself " + Narrow(Quoted(folder + L"\\PxvUnInst.exe")), "uninstall entry deleted: Pixvane 8: done\r\n",
+             "delete " + Narrow(inUse) + ": failed (error 32)\r\n",
+             "delete at the restart: " + Narrow(inUse) + ": done\r\n", "removal done, exit code 0\r\n"}) {
+        EXPECT_NE(diagnosed.find(event), std::string::npos) << event << "\n" << diagnosed;
+    }
     fileHolder.Release();
     folderHolder.Release();
     SimulateRestart();
-    EXPECT_EQ(ChangesSinceStart(), Texts{});
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Pixvane.pv8lic",
+                                          L"+ " + folder + L"\\Pixvn8.ini", L"+ " + folder + L"\\Pixvn8.reg"}));
 }
 
 TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseAtTheRestart)
@@ -344,7 +352,10 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     for (size_t at = log.find("Programs\\Pixvane 8"); at != std::string::npos; at = log.find("Programs\\Pixvane 8", at + 9)) {
         log.replace(at, 8, "Programs\\Quorvex");
     }
-    WriteTextFile(folder + L"\\PxvUnInst.log", log);
+    const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
+    const std::wstring earlierLink = group + L"\\Pixvane 8 Tips.lnk";
+    WriteTextFile(earlierLink, "a shortcut of 8.1");
+    WriteTextFile(folder + L"\\PxvUnInst.log", log + "Shell Link: " + Narrow(earlierLink) + "\r\n");
     // It started with Windows for this user.
     const std::wstring startupLink = GetSpecialFolderPath(CSIDL_STARTUP) + L"\\Pixvane 8.lnk";
     WriteTextFile(startupLink, "a shortcut");
@@ -353,24 +364,46 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     ASSERT_TRUE(FileExists(folder + L"\\PvCapHlp.dll"));
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
+    // Another program has the earlier thumbnail handler loaded: renameable,
+    // not deletable. It differs from the package's, to tell them apart.
+    const std::wstring handler = folder + L"\\ThumbPvi32.dll";
+    ASSERT_TRUE(::CopyFileW(PackagePath(L"ThumbPviXP32.dll").c_str(), handler.c_str(), FALSE));
+    UniqueModule loaded(::LoadLibraryExW(handler.c_str(), nullptr, DONT_RESOLVE_DLL_REFERENCES));
+    ASSERT_TRUE(loaded);
 
-    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s"), kExitRestartNeeded);
+    // Asked for, the diagnostic log tells what was found and done, and why the exit code is 3010.
+    const std::wstring diagnostics = MakeScratchFolder(L"logs") + L"\\upgrade.log";
+    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + Quoted(L"-log=" + diagnostics)), kExitRestartNeeded);
+    const std::string diagnosed = ReadTextFile(diagnostics);
+    const std::string chm = Narrow(folder) + "\\Pixvn8Man.chm";
+    for (const std::string& event : std::vector<std::string>{
+             "argument 1: -s\r\n", "installed version 8.1.2.3\r\n", "package version 8.1.5.0\r\n",
+             "delete the earlier " + chm + ": failed (error 32)\r\n",
+             "at the restart " + chm + ".new replaces " + chm + ": done\r\n",
+             "\\Languages\\English.lng to " + Narrow(folder) + "\\Languages\\English.lng: done\r\n",
+             "registry write: HKLM\\" + Narrow(kUninstallKey) + " | DisplayVersion: done\r\n",
+             "start \"" + Narrow(folder) + "\\Pixvn8.exe\" -regonly in " + Narrow(folder) + ": done\r\n",
+             "exit code 3010\r\n"}) {
+        EXPECT_NE(diagnosed.find(event), std::string::npos) << event << "\n" << diagnosed;
+    }
     EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8.exe"), ReadTextFile(PackagePath(L"Pixvn8.exe")));
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
-    const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
+    // Only the earlier list names it, and the new list does not retire it.
+    EXPECT_TRUE(FileExists(folder + L"\\Tips81.txt"));
+    EXPECT_FALSE(FileExists(earlierLink));
     const std::string installedLog = ReadTextFile(folder + L"\\PxvUnInst.log");
     EXPECT_NE(installedLog.find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
     EXPECT_NE(installedLog.find("Shell Link: " + Narrow(startupLink) + "\r\n"), std::string::npos);
     EXPECT_TRUE(FileExists(group + L"\\Pixvane 8.lnk"));
     EXPECT_FALSE(FolderExists(GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8"));
-    EXPECT_TRUE(FileExists(folder + L"\\Pixvn8Man.chm.new"));
-    EXPECT_NE(PendingFileRenames().find(L"Pixvn8Man.chm.new"), std::wstring::npos);
 
     reader.Release();
+    loaded.Reset();
     SimulateRestart();
     EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8Man.chm"), ReadTextFile(PackagePath(L"Pixvn8Man.chm")));
+    EXPECT_EQ(ReadTextFile(handler), ReadTextFile(PackagePath(L"ThumbPvi32.dll")));
     for (const auto& file : FilesBelow(folder)) {
         EXPECT_EQ(file.find(L".new"), std::wstring::npos) << file;
         EXPECT_EQ(file.find(L".old"), std::wstring::npos) << file;
@@ -403,8 +436,17 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
         EXPECT_EQ(setup.Wait(kRunTimeoutMs), kExitUserDeclined);
         EXPECT_EQ(SnapshotChanges(installed, TakeMachineSnapshot()), Texts{});
     }
-    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-s"), kExitInstalled);
+    // A running copy that ignores the close request is ended, and gone
+    // before the files are: nothing waits for the restart. A diagnostic log
+    // that cannot be written changes nothing.
+    ChildProcess product;
+    ASSERT_TRUE(product.Start(Quoted(kDefaultFolder + L"\\Pixvn8.exe") + L" -ignoreclose"));
+    ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
+    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-install -s -log=C:\\no\\such\\folder\\setup.log"),
+              kExitInstalled);
+    EXPECT_EQ(product.Wait(0), 0);
     EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\Pixvn8.exe"), ReadTextFile(kOlderPackage + L"Pixvn8.exe"));
+    EXPECT_EQ(PendingFileRenames().find(L".old"), std::wstring::npos);  // ".new" would have made it 3010
 }
 
 TEST_F(InstallationEndToEnd, PortableInstallationGoesOnTheOtherDriveAndTouchesNothingElse)
