@@ -62,8 +62,11 @@ void RelaunchForSelfRemoval()
         _wexecl(tempFile, program.c_str(), L"-delself", uninstaller.c_str(), nullptr);
     }
     // Only reached when the copy could not be started: the uninstaller ends
-    // having removed nothing.
+    // having removed nothing, and takes back the copy it may have left.
     DiagLog(L"the second stage could not be started: nothing removed");
+    if (tempFile[0] != L'\0') {
+        ::DeleteFileW(tempFile);
+    }
 }
 
 void RunSelfRemovalCopy(const std::wstring& uninstallerPath)

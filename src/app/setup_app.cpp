@@ -42,6 +42,7 @@ BOOL CSetupApp::InitInstance()
         DiagLog(L"removing, silent level ", SilentLevel);
         if (SilentLevel == 0 && ShowMessage(IDS_CONFIRM_UNINSTALL, kQuestionBox) != IDYES) {
             DiagLog(L"removal not confirmed");
+            ExitCode = kExitUserDeclined;
             return FALSE;
         }
     }
@@ -56,6 +57,9 @@ BOOL CSetupApp::InitInstance()
         ExitCode = RunInstallation();
         return TRUE;
     }
+    // A hand-over ends this process with 0 as the copy starts; coming back
+    // means the copy could not be made or started, and nothing was removed.
     RelaunchForSelfRemoval();
+    ExitCode = kExitInstallFailed;
     return FALSE;
 }

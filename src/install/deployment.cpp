@@ -117,6 +117,47 @@ void DeployPackage(const std::wstring& listPath)
     }
 }
 
+bool DestinationHoldsPackage(const std::wstring& listPath)
+{
+    const InstallState& state = g_installState;
+    const std::wstring& destination = state.destinationFolder;
+    const bool portable = state.kind == Portable;
+    const bool wow64 = IsWow64();
+    bool fits = FitsPathLimit(destination, true) && FitsPathLimit(JoinPath(destination, kInstallLogName), false);
+    InstallLogReader list(listPath);
+    std::wstring line;
+    std::wstring_view body;
+    while (fits && list.ReadLine(line)) {
+        std::wstring base = destination;
+        if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
+            fits = !IsConfinedRelativeName(body) || FitsPathLimit(JoinPath(destination, body), true);
+            continue;
+        }
+        if (portable && MatchLogPrefix(line, kFileCopyPrtPrefix, body)) {
+            base = ParentOfDestination(destination);
+        } else if (!MatchLogPrefix(line, kFileCopyPrefix, body) && !MatchLogPrefix(line, kFileCopyIndPrefix, body) &&
+                   !((wow64 || portable) && MatchLogPrefix(line, kFileCopyX64Prefix, body))) {
+            continue;
+        }
+        const CopyBody copy = SplitCopyBody(body);
+        if (!IsConfinedCopyBody(copy)) {
+            continue;
+        }
+        if (copy.target) {
+            fits = FitsPathLimit(JoinPath(base, *copy.target), false);
+            continue;
+        }
+        // A pattern writes the names its matches have in the package.
+        WIN32_FIND_DATAW found = {};
+        UniqueFindHandle search(::FindFirstFileW(JoinPath(state.sourceFolder, copy.source).c_str(), &found));
+        const std::wstring target = PatternTargetFolder(base, copy.source);
+        for (bool more = search.IsValid(); fits && more; more = ::FindNextFileW(search.Get(), &found)) {
+            fits = FitsPathLimit(target + found.cFileName, false);
+        }
+    }
+    return fits;
+}
+
 int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const std::wstring& toFolder,
                 const wchar_t* newName)
 {

@@ -18,3 +18,9 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
 // into the same relative folder under toFolder, creating it first; stops at
 // the first copy that fails.
 void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFolder, const std::wstring& toFolder);
+
+// Whether every file and folder the package list would write fits the
+// system's path limits under the destination (or beside it, for a portable
+// installation's files), the installed log included. Checked before anything
+// is copied: a list that cannot be read fits anywhere.
+bool DestinationHoldsPackage(const std::wstring& listPath);

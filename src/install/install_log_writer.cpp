@@ -10,27 +10,26 @@
 namespace {
 
 // The 8-bit log stops at the first letter above U+00FF; the short form of
-// such a path names the same file in letters it can hold. A path the system
-// has no short form for is written as it is.
+// such a path names the same file in letters it can hold. Where the volume
+// keeps no short names the system answers with the long form, which is then
+// written in the log's own escapes.
 std::wstring LoggablePath(const std::wstring& path)
 {
     if (!NeedsWideCharacters(path)) {
-        return path;
+        return EncodeLoggedPath(path);
     }
-    const DWORD needed = ::GetShortPathNameW(path.c_str(), nullptr, 0);
-    if (needed == 0) {
-        return path;
-    }
-    std::wstring shortPath(needed, L'\0');
-    const DWORD length = ::GetShortPathNameW(path.c_str(), shortPath.data(), needed);
-    if (length == 0 || length >= needed) {
-        return path;
+    std::wstring shortPath(kPathChars, L'\0');
+    const DWORD length = g_pfnGetShortPathNameW(path.c_str(), shortPath.data(), static_cast<DWORD>(kPathChars));
+    if (length == 0 || length >= kPathChars) {
+        return EncodeLoggedPath(path);
     }
     shortPath.resize(length);
-    return shortPath;
+    return EncodeLoggedPath(shortPath);
 }
 
 }  // namespace
+
+GetShortPathNameWFn g_pfnGetShortPathNameW = ::GetShortPathNameW;
 
 void AppendToInstalledLog(const wchar_t* prefix, const std::wstring& path)
 {

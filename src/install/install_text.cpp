@@ -188,3 +188,12 @@ bool NeedsWideCharacters(std::wstring_view text)
     }
     return false;
 }
+
+bool FitsPathLimit(std::wstring_view path, bool folder)
+{
+    if (folder) {
+        return path.size() < kFolderPathLimit;
+    }
+    const std::size_t slash = path.rfind(L'\\');
+    return path.size() < kFilePathLimit && (slash == std::wstring_view::npos || slash < kFolderPathLimit);
+}

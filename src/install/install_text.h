@@ -75,5 +75,12 @@ std::wstring PatternTargetFolder(std::wstring_view baseFolder, std::wstring_view
 // leading quote dropped first). One trailing "\" is dropped by the caller.
 std::wstring FolderBeforeProductExe(std::wstring_view text, bool dropLeadingQuote);
 
+// What the system can create: a file path of at most 259 characters (260
+// with its terminating zero) whose folder has at most 247 (248 with it), and
+// a folder of at most 247.
+constexpr std::size_t kFilePathLimit = 260;
+constexpr std::size_t kFolderPathLimit = 248;
+bool FitsPathLimit(std::wstring_view path, bool folder);
+
 // True when the text holds a character that the 8-bit log cannot store.
 bool NeedsWideCharacters(std::wstring_view text);

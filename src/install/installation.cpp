@@ -14,6 +14,7 @@
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
+#include "system/user_start.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 #include "ui/setup_dlg.h"
@@ -67,7 +68,9 @@ void ReportDamagedPackage()
     }
     ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
     DiagLog(L"open the maker's web site ", kMakerHomePage);
-    ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
+    if (!OpenAddressAsShellChild(kMakerHomePage)) {
+        ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
+    }
 }
 
 // The earlier installation gives up only its shortcuts and group, and the
@@ -92,7 +95,10 @@ std::wstring MakeGroupFolder(const std::wstring& programsFolder)
     for (const auto& folder : chain) {
         ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine
     }
-    AppendToInstalledLog(kMadeDirPrefix, chain.back());
+    // Only a folder that is there is logged: removal must find what it names.
+    if (::GetFileAttributesW(chain.back().c_str()) != INVALID_FILE_ATTRIBUTES) {
+        AppendToInstalledLog(kMadeDirPrefix, chain.back());
+    }
     return chain.back();
 }
 
@@ -142,6 +148,17 @@ bool CopyFromPackageFolder(const std::wstring& name)
         return false;
     }
     return true;
+}
+
+// Outside the user's session ExitWindowsEx can answer yes and restart
+// nothing; there the system's own shutdown call is asked instead.
+bool RequestRestart()
+{
+    if (IsInteractiveSession()) {
+        return g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason) != FALSE;
+    }
+    return g_pfnInitiateShutdownW &&
+           g_pfnInitiateShutdownW(nullptr, nullptr, 0, SHUTDOWN_RESTART, kRestartReason) == ERROR_SUCCESS;
 }
 
 }  // namespace
@@ -206,6 +223,12 @@ int RunInstallation()
         if (state.freshInstall) {
             state.kind = AllUsers;
         }
+        // Half a product is worse than none: a destination too deep for the
+        // package's longest names gets nothing at all.
+        if (!DestinationHoldsPackage(state.sourceFolder + L"\\" + kInstallLogName)) {
+            DiagLog(L"the destination is too deep for the package's longest names: ", state.destinationFolder);
+            return kExitInstallFailed;
+        }
         PerformInstall();
         if (SilentLevel == 2) {
             RunSetupWizard(kWizardFinishedOnly);  // the last page only says it is done
@@ -261,7 +284,11 @@ int FinishInstallation()
     bool restartStarted = false;
     if (state.runAfter) {
         if (!g_restartPending) {
-            RunAndWait(ProductExePath().c_str(), nullptr, 0);
+            // Not with setup's elevated rights: the product would write its
+            // files as administrator and refuse what the user's Explorer drops.
+            if (!StartAsShellChild(ProductExePath(), L"", state.destinationFolder.c_str())) {
+                RunAndWait(ProductExePath().c_str(), nullptr, 0);
+            }
         } else {
             UniqueHandle token;
             if (g_pfnOpenProcessToken &&
@@ -270,8 +297,7 @@ int FinishInstallation()
             }
             token.Reset();
             // A refused restart is not reported: the replacement then waits for the next one.
-            restartStarted =
-                DiagResult(g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason), L"start the restart of Windows") != FALSE;
+            restartStarted = DiagResult(RequestRestart(), L"start the restart of Windows");
         }
     }
     DiagLog(L"a file in use waits for the restart: ", g_restartPending != 0);

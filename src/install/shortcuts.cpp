@@ -5,10 +5,12 @@
 #include "install/closing_page_text.h"
 #include "install/install_log_writer.h"
 #include "install/install_state.h"
+#include "install/install_text.h"
 #include "licence/licence.h"
 #include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/services.h"
+#include "system/user_start.h"
 #include "ui/message_box.h"
 #include "uninstall/install_log_text.h"
 
@@ -93,11 +95,11 @@ void CreateShortcut(const std::wstring& target, const std::wstring& linkPath, co
     if (workingFolder) {
         link->SetWorkingDirectory(workingFolder);
     }
-    const std::wstring savedPath = linkPath.substr(0, kPathChars);
-    // Only a saved link is logged: removal must not go looking for one that
-    // was never made.
-    if (DiagResult(SUCCEEDED(file->Save(savedPath.c_str(), TRUE)), L"shortcut ", savedPath, L" to ", target)) {
-        AppendToInstalledLog(kShellLinkPrefix, savedPath);
+    // Only a saved link is logged, by the name it was saved under: a path
+    // too long for the system is not cut to one that is some other file.
+    if (DiagResult(FitsPathLimit(linkPath, false) && SUCCEEDED(file->Save(linkPath.c_str(), TRUE)), L"shortcut ",
+                   linkPath, L" to ", target)) {
+        AppendToInstalledLog(kShellLinkPrefix, linkPath);
     }
 }
 
@@ -118,5 +120,8 @@ void OpenClosingWebPage()
     const std::wstring query = ClosingPageQuery(ReadAnsiTextFile(state.destinationFolder + L"\\HomePage.url"));
     const std::wstring address = kInstallScriptAddress + query;
     DiagLog(L"open the closing web page ", address);
-    g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);  // failure not reported
+    // The browser runs with the user's rights, not setup's elevated ones.
+    if (!OpenAddressAsShellChild(address)) {
+        g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);  // failure not reported
+    }
 }

@@ -82,7 +82,7 @@ std::vector<std::wstring> EarlierShellLinks(const std::wstring& folder)
     std::wstring_view rest;
     while (log.ReadLine(line)) {
         if (MatchLogPrefix(line, kShellLinkPrefix, rest)) {
-            links.emplace_back(rest);
+            links.push_back(DecodeLoggedPath(rest));
         }
     }
     return links;

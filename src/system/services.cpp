@@ -14,6 +14,8 @@ IsWow64ProcessFn g_pfnIsWow64Process = nullptr;
 AdjustTokenPrivilegesFn g_pfnAdjustTokenPrivileges = nullptr;
 LookupPrivilegeValueWFn g_pfnLookupPrivilegeValueW = nullptr;
 OpenProcessTokenFn g_pfnOpenProcessToken = nullptr;
+ProcessIdToSessionIdFn g_pfnProcessIdToSessionId = nullptr;
+InitiateShutdownWFn g_pfnInitiateShutdownW = nullptr;
 OSVERSIONINFOEXW g_osVersion = {};
 
 namespace {
@@ -46,6 +48,8 @@ struct StaticStart {
         g_pfnAdjustTokenPrivileges = LookUp<AdjustTokenPrivilegesFn>(advapi, "AdjustTokenPrivileges");
         g_pfnLookupPrivilegeValueW = LookUp<LookupPrivilegeValueWFn>(advapi, "LookupPrivilegeValueW");
         g_pfnOpenProcessToken = LookUp<OpenProcessTokenFn>(advapi, "OpenProcessToken");
+        g_pfnProcessIdToSessionId = LookUp<ProcessIdToSessionIdFn>(kernel, "ProcessIdToSessionId");
+        g_pfnInitiateShutdownW = LookUp<InitiateShutdownWFn>(advapi, "InitiateShutdownW");
         GetOsVersion(g_osVersion);
     }
 };
@@ -153,6 +157,24 @@ bool IsWow64()
     BOOL wow64 = FALSE;
     g_pfnIsWow64Process(::GetCurrentProcess(), &wow64);
     return wow64 != FALSE;
+}
+
+bool IsInteractiveSession()
+{
+    // A service's own window station is never shown, whatever the session;
+    // from Vista on, session 0 holds only services, while before Vista it is
+    // also the console's.
+    USEROBJECTFLAGS flags = {};
+    if (::GetUserObjectInformationW(::GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof(flags), nullptr) &&
+        !(flags.dwFlags & WSF_VISIBLE)) {
+        return false;
+    }
+    DWORD session = 0;
+    if (!IsVistaOrLater() || !g_pfnProcessIdToSessionId ||
+        !g_pfnProcessIdToSessionId(::GetCurrentProcessId(), &session)) {
+        return true;
+    }
+    return session != 0;
 }
 
 std::wstring GetSpecialFolderPath(int csidl)

@@ -18,11 +18,15 @@ using IsWow64ProcessFn = BOOL(WINAPI*)(HANDLE, PBOOL);
 using AdjustTokenPrivilegesFn = BOOL(WINAPI*)(HANDLE, BOOL, PTOKEN_PRIVILEGES, DWORD, PTOKEN_PRIVILEGES, PDWORD);
 using LookupPrivilegeValueWFn = BOOL(WINAPI*)(LPCWSTR, LPCWSTR, PLUID);
 using OpenProcessTokenFn = BOOL(WINAPI*)(HANDLE, DWORD, PHANDLE);
+using ProcessIdToSessionIdFn = BOOL(WINAPI*)(DWORD, DWORD*);
+using InitiateShutdownWFn = DWORD(WINAPI*)(LPWSTR, LPWSTR, DWORD, DWORD, DWORD);
 
 extern IsWow64ProcessFn g_pfnIsWow64Process;
 extern AdjustTokenPrivilegesFn g_pfnAdjustTokenPrivileges;
 extern LookupPrivilegeValueWFn g_pfnLookupPrivilegeValueW;
 extern OpenProcessTokenFn g_pfnOpenProcessToken;
+extern ProcessIdToSessionIdFn g_pfnProcessIdToSessionId;
+extern InitiateShutdownWFn g_pfnInitiateShutdownW;  // Vista or later
 
 // The process-wide OS version record, filled during static initialisation.
 extern OSVERSIONINFOEXW g_osVersion;
@@ -44,6 +48,11 @@ bool GetOsVersion(OSVERSIONINFOEXW& record);
 
 // True only when this process runs under 32-bit emulation on 64-bit Windows.
 bool IsWow64();
+
+// False in the services' session (0 from Vista on) or on a window station
+// that is never shown, where a deployment tool runs setup as SYSTEM and no
+// user is there to see or answer anything.
+bool IsInteractiveSession();
 
 // The shell folder for csidl (created if missing), else the Explorer
 // "Shell Folders" value that belongs to it; may be empty.

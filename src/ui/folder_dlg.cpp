@@ -2,11 +2,13 @@
 #include "ui/wizard_pages.h"
 
 #include "app/product_names.h"
+#include "install/deployment.h"
 #include "install/install_state.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
+#include "uninstall/install_log_text.h"
 
 #include <shlobj.h>
 
@@ -167,5 +169,9 @@ bool CFolderDlg::ConfirmLeave()
     }
     ExchangeData(true);
     g_installState.kind = static_cast<InstallKind>(m_radioIndex);
+    if (!DestinationHoldsPackage(JoinPath(g_installState.sourceFolder, kInstallLogName))) {
+        ShowMessage(IDS_DESTINATION_TOO_LONG);
+        return false;
+    }
     return DestroyWindow();
 }

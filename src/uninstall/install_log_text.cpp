@@ -3,6 +3,7 @@
 #include "system/path_text.h"
 
 #include <cstdint>
+#include <limits>
 
 namespace {
 
@@ -101,6 +102,56 @@ bool IsConfinedRelativeName(std::wstring_view name)
         start = end + 1;
     }
     return true;
+}
+
+std::wstring EncodeLoggedPath(std::wstring_view path)
+{
+    static constexpr wchar_t kHex[] = L"0123456789ABCDEF";
+    std::wstring logged;
+    for (const wchar_t c : path) {
+        std::uint32_t code = CodeOf(c);
+        if (code <= 0xFF && c != L'<') {
+            logged += c;
+            continue;
+        }
+        std::wstring digits;
+        do {
+            digits.insert(digits.begin(), kHex[code % 16]);
+            code /= 16;
+        } while (code != 0);
+        logged += L'<' + digits + L'>';
+    }
+    return logged;
+}
+
+std::wstring DecodeLoggedPath(std::wstring_view logged)
+{
+    constexpr auto kLargestCode = static_cast<std::uint32_t>(std::numeric_limits<wchar_t>::max());
+    std::wstring path;
+    for (std::size_t i = 0; i < logged.size(); ++i) {
+        std::uint32_t code = 0;
+        std::size_t end = i + 1;
+        for (; end < logged.size() && end - i <= 6; ++end) {
+            const wchar_t c = logged[end];
+            const int digit = c >= L'0' && c <= L'9'   ? c - L'0'
+                              : c >= L'A' && c <= L'F' ? c - L'A' + 10
+                              : c >= L'a' && c <= L'f' ? c - L'a' + 10
+                                                       : -1;
+            if (digit < 0) {
+                break;
+            }
+            code = code * 16 + static_cast<std::uint32_t>(digit);
+        }
+        // Only what the writer escapes comes back: "<5C>" is no backslash.
+        const bool escaped = code == L'<' || (code > 0xFF && code <= kLargestCode);
+        if (logged[i] == L'<' && end > i + 1 && end < logged.size() && logged[end] == L'>' && escaped) {
+            path += static_cast<wchar_t>(code);
+            i = end;
+        } else {
+            path += logged[i];
+        }
+    }
+    return path;
 }
 
 bool IsShortcutFileName(std::wstring_view path)

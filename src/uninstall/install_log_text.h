@@ -50,5 +50,14 @@ std::wstring FileEntryInstalledName(std::wstring_view line, std::wstring_view pr
 // may shorten to "..").
 bool IsConfinedRelativeName(std::wstring_view name);
 
+// The log holds one byte a character, so an absolute path the installer
+// records ("Made Dir: ", "Shell Link: ") has every character above U+00FF,
+// and every "<", written as "<" + its code in hexadecimal + ">" (ЖА becomes
+// "<416><410>"). No Windows name may hold "<", so a logged path that has one
+// is never a real name mistaken for a code. DecodeLoggedPath undoes it and
+// leaves any "<" without 1 to 6 hex digits and a ">" after it as it stands.
+std::wstring EncodeLoggedPath(std::wstring_view path);
+std::wstring DecodeLoggedPath(std::wstring_view logged);
+
 // A "Shell Link: " entry is only honoured for a ".lnk" file (any case).
 bool IsShortcutFileName(std::wstring_view path);

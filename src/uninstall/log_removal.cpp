@@ -53,15 +53,16 @@ void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
     std::wstring line;
     std::wstring_view rest;
     while (log.ReadLine(line)) {
-        if (MatchLogPrefix(line, kShellLinkPrefix, rest) && IsShortcutFileName(rest)) {
+        const std::wstring link = MatchLogPrefix(line, kShellLinkPrefix, rest) ? DecodeLoggedPath(rest) : L"";
+        if (IsShortcutFileName(link)) {
             // a shortcut that will not go stays, unscheduled
-            DiagResult(::DeleteFileW(std::wstring(rest).c_str()), L"delete shortcut ", rest);
+            DiagResult(::DeleteFileW(link.c_str()), L"delete shortcut ", link);
         }
     }
     log.Rewind();
     while (log.ReadLine(line)) {
         if (MatchLogPrefix(line, kMadeDirPrefix, rest)) {
-            RemoveMadeFolderAndEmptyParents(std::wstring(rest));
+            RemoveMadeFolderAndEmptyParents(DecodeLoggedPath(rest));
         }
     }
 }

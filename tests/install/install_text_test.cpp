@@ -87,6 +87,11 @@ TEST(PackageListBody, SplitsARenamingCopyAndRefusesNamesLeavingTheFolder)
     for (const wchar_t* body : {L"..\\x.dll", L"a.dll > ..\\b.dll", L"C:\\x.dll", L"a.dll > \\b.dll", L"a > "}) {
         EXPECT_FALSE(IsConfinedCopyBody(SplitCopyBody(body))) << body;
     }
+    // What it writes must fit: a file in 259 characters, its folder in 247.
+    const std::wstring folder(247, L'd'), file = folder + L"\\" + std::wstring(11, L'f');
+    EXPECT_TRUE(FitsPathLimit(folder, true) && FitsPathLimit(file, false));
+    EXPECT_FALSE(FitsPathLimit(folder + L"d", true) || FitsPathLimit(file + L"f", false) ||
+                 FitsPathLimit(folder + L"d\\f", false));
 }
 
 TEST(EarlierFolder, IsCutBeforeTheProductExe)

@@ -237,12 +237,23 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
     const auto box = AnswerMessageBox(IDNO, 30000, declined.Id());
     ASSERT_TRUE(box);
     EXPECT_EQ(box->form, L"Yes No* icon");
-    EXPECT_EQ(declined.Wait(30000), 0);
+    EXPECT_EQ(declined.Wait(30000), kExitUserDeclined);
+    // No temporary folder to copy into: the hand-over fails, nothing goes.
+    wchar_t tmp[MAX_PATH] = {};
+    ::GetEnvironmentVariableW(L"TMP", tmp, MAX_PATH);
+    ::SetEnvironmentVariableW(L"TMP", L"C:\\no such temporary folder");
+    ChildProcess stranded;
+    const bool started = stranded.Start(uninstaller);
+    ::SetEnvironmentVariableW(L"TMP", tmp);
+    ASSERT_TRUE(started);
+    EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, stranded.Id()));
+    EXPECT_EQ(stranded.Wait(30000), kExitInstallFailed);
     EXPECT_TRUE(FindProcesses(L"uni", L".tmp").empty());
     EXPECT_EQ(ProductCallsLog().find(L"unregonly"), std::wstring::npos);
     ChildProcess firstStage;
     ASSERT_TRUE(firstStage.Start(uninstaller));
     EXPECT_TRUE(AnswerMessageBox(IDYES, 30000, firstStage.Id()));
+    EXPECT_EQ(firstStage.Wait(30000), kExitInstalled);  // handed over
     EXPECT_TRUE(WaitForSecondStage(60000));
     SimulateRestart();
     EXPECT_EQ(FilesBelow(folder), (std::set<std::wstring>{L"Pixvane.pv8lic", L"Pixvn8.ini", L"Pixvn8.reg"}));
@@ -440,11 +451,16 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
 
 TEST_F(InstallationEndToEnd, PortableInstallationGoesOnTheOtherDriveAndTouchesNothingElse)
 {
+    // The package's longest name, Effects\Frames\Wide\Panorama.png (32
+    // characters), fits below 226 and not below 227: there nothing at all.
+    const std::wstring folder = L"P:\\Pixvane 8\\" + std::wstring(226 - 13, L'x');
+    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport " + Quoted(folder + L"y")), kExitInstallFailed);
+    EXPECT_EQ(ChangesSinceStart(), Texts{});
     // Quoted with a trailing backslash, the shell leaves the quote in the argument.
-    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport \"P:\\Pixvane 8\\\""), kExitInstalled);
-    EXPECT_TRUE(FileExists(L"P:\\StartPV8.exe"));
-    EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\x64\\ThumbPvi64.dll"));
-    EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\Pixvn8.exe"));
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s -instport \"" + folder + L"\\\""), kExitInstalled);
+    EXPECT_TRUE(FileExists(L"P:\\Pixvane 8\\StartPV8.exe"));
+    EXPECT_TRUE(FileExists(folder + L"\\x64\\ThumbPvi64.dll"));
+    EXPECT_TRUE(FileExists(folder + L"\\Effects\\Frames\\Wide\\Panorama.png"));
     for (const auto& change : ChangesSinceStart()) {
         EXPECT_EQ(change.rfind(L"+ P:\\", 0), 0u) << change;
     }
@@ -468,6 +484,10 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
     ::CopyFileW(PackagePath(L"PxvUnInst.log").c_str(), (noVersion + L"\\PxvUnInst.log").c_str(), FALSE);
     WriteTextFile(noVersion + L"\\Pixvn8.exe", "no version resource");
 
+    // This test is the desktop's shell: the page is opened as the shell's
+    // child, through the system's URL handler.
+    HWND shell = ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(SetShellWindow(shell));
     for (const auto& folder : {noList, noVersion}) {
         EXPECT_EQ(RunSilently(folder + L"\\setup.exe", L"-s"), kExitDamagedPackage);
         ::Sleep(500);
@@ -483,6 +503,7 @@ TEST_F(InstallationEndToEnd, DamagedPackageSaysSoOnlyWhenInteractive)
         EXPECT_TRUE(WaitUntil([&] { return ReadTextFile(opened).find("quorvex") != std::string::npos; }, 10000));
         ::DeleteFileW(opened.c_str());
     }
+    ::DestroyWindow(shell);
     SetRegString(HKEY_CLASSES_ROOT, command, nullptr, browser);
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 }

@@ -13,10 +13,12 @@
 #include "support/machine_snapshot.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/path_text.h"
 #include "system/services.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/install_log_text.h"
 #include "uninstall/registry_cleanup.h"
+#include "uninstall/uninstall_sequence.h"
 
 #include <gtest/gtest.h>
 #include <shlobj.h>
@@ -48,6 +50,8 @@ protected:
         g_installState = m_saved;
         g_restartPending = 0;
         g_pfnExitWindowsEx = ::ExitWindowsEx;
+        g_pfnProcessIdToSessionId = ::ProcessIdToSessionId;
+        g_pfnInitiateShutdownW = ::InitiateShutdownW;
     }
     std::wstring Dest() const { return g_installState.destinationFolder; }
     std::wstring Source(const std::wstring& name) const { return m_source + L"\\" + name; }
@@ -169,25 +173,66 @@ TEST_F(Deployment, RunAfterRequestsTheRestartThatAReplacementWaitsFor)
     EXPECT_EQ(restartReason, 0x80040002u);
     EXPECT_TRUE(ShutdownPrivilegeEnabled());
 
+    // As SYSTEM under a deployment tool: the system's shutdown call, and when
+    // that starts nothing, the restart is left to come.
+    g_pfnProcessIdToSessionId = [](DWORD, DWORD* session) -> BOOL { return *session = 0, TRUE; };
+    static DWORD shutdownFlags = 0, shutdownResult = ERROR_ACCESS_DENIED;
+    g_pfnInitiateShutdownW = [](LPWSTR, LPWSTR, DWORD, DWORD flags, DWORD reason) -> DWORD {
+        return shutdownFlags = flags, restartReason = reason, shutdownResult;
+    };
+    restartReason = 0;
+    EXPECT_EQ(FinishInstallation(), kExitRestartNeeded);
+    shutdownResult = ERROR_SUCCESS;
+    EXPECT_EQ(FinishInstallation(), kExitRestartStarted);
+    EXPECT_EQ(shutdownFlags, static_cast<DWORD>(SHUTDOWN_RESTART));
+    EXPECT_EQ(restartReason, 0x80040002u);
+
     g_installState.runAfter = false;
     EXPECT_EQ(FinishInstallation(), kExitRestartNeeded);
     WaitUntil([&] { return ::DeleteFileW((Dest() + L"\\Pixvn8.exe").c_str()) != FALSE; }, 10000);
     EXPECT_EQ(FinishInstallation(), kExitInstallFailed);
 }
 
-TEST_F(Deployment, PathsThe8BitLogCannotHoldAreLoggedInTheirShortForm)
+using WithoutShortNames = MachineTest;
+
+// A user profile and a group in Cyrillic, a destination in CJK letters: the
+// log holds their escapes, and the removal finds the group and every link again.
+TEST_F(WithoutShortNames, ACyrillicProfileAndACjkDestinationInstallAndGoWithoutResidue)
 {
-    MakeFolders(Dest());
-    const std::wstring wide = m_outside + L"\\Группа 8";
-    MakeFolders(wide);
-    AppendToInstalledLog(kMadeDirPrefix, wide);
-    const std::string line = ReadTextFile(Dest() + L"\\PxvUnInst.log");
-    ASSERT_EQ(line.rfind("Made Dir: ", 0), 0u);
-    ASSERT_EQ(line.substr(line.size() - 2), "\r\n");
-    const std::wstring logged(line.begin() + 10, line.end() - 2);
-    wchar_t longForm[MAX_PATH] = {};
-    ::GetLongPathNameW(logged.c_str(), longForm, MAX_PATH);
-    EXPECT_EQ(longForm, wide);
+    const std::wstring userFolders = L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders";
+    const std::wstring profile = L"C:\\users\\Пользователь";
+    const std::wstring programs = profile + L"\\Главное меню";
+    // The user's Programs folder as Windows keeps it, to put back.
+    wchar_t saved[MAX_PATH] = {};
+    DWORD type = REG_NONE, size = sizeof(saved);
+    ::RegGetValueW(HKEY_CURRENT_USER, userFolders.c_str(), L"Programs", RRF_RT_ANY | RRF_NOEXPAND, &type, saved, &size);
+    SetRegString(HKEY_CURRENT_USER, userFolders, L"Programs", programs);
+    MakeFolders(programs);
+    WriteTextFile(programs + L"\\Other Tool.lnk", "theirs");
+    GetSpecialFolderPath(CSIDL_PROGRAMS);  // Explorer's mirror follows now, not during the installation
+    m_before = TakeMachineSnapshot();
+    InstallState& state = g_installState;  // a fresh one: no earlier installation, a desktop icon
+    state.sourceFolder = ParentFolder(PackagePath(L"setup.exe"));
+    state.destinationFolder = L"C:\\Program Files\\像素 8";
+    state.kind = CurrentUser;
+    state.groupName = L"Пиксвейн";  // not the product's name, which the removal finds without the log
+    // A volume that keeps no short names: the short-name call answers with its input.
+    g_pfnGetShortPathNameW = [](LPCWSTR path, LPWSTR buffer, DWORD size) {
+        return ::GetFullPathNameW(path, size, buffer, nullptr);
+    };
+
+    PerformInstall();
+    g_pfnGetShortPathNameW = ::GetShortPathNameW;
+    // regsvr32 is not waited for; its last key says it is done.
+    ASSERT_TRUE(WaitUntil([] { return RegKeyExists(HKEY_CLASSES_ROOT, L".pvi\\ShellEx"); }, 20000));
+    RunToEnd(L"regsvr32.exe /s /u \"" + state.destinationFolder + L"\\ThumbPvi32.dll\"");  // the copy's part
+    RunUninstall(state.destinationFolder + L"\\");
+    SimulateRestart();
+    EXPECT_EQ(ChangesSinceStart(), std::vector<std::wstring>());
+
+    ::RegSetKeyValueW(HKEY_CURRENT_USER, userFolders.c_str(), L"Programs", type, saved, size);
+    GetSpecialFolderPath(CSIDL_PROGRAMS);  // and the mirror back
+    RemoveTree(profile);
 }
 
 // What the Linux program lnkinfo (Debian's liblnk-utils) prints about a link
@@ -239,6 +284,11 @@ TEST(CreateShortcut, SavesTheUnquotedTargetAndLogsOnlyWhatWasSaved)
     // only CreateShortcut does.
     CreateShortcut(L"\"" + target, link, L"", 1, nullptr, pictures.c_str());
     CreateShortcut(target, destination + L"\\missing\\Never.lnk", L"", 1, nullptr, nullptr);
+    // Too long for the system: neither a link cut to some other name nor its line.
+    const std::wstring deep = destination + L"\\" + std::wstring(130, L'a') + L"\\" + std::wstring(130, L'b');
+    MakeFolders(deep);
+    CreateShortcut(target, deep + L"\\Never.lnk", L"", 1, nullptr, nullptr);
+    EXPECT_EQ(NamesIn(ParentFolder(deep)), std::set<std::wstring>{std::wstring(130, L'b')});
 
     const std::string parsed = LnkInfoOf(link);
     EXPECT_NE(parsed.find("Local path\t\t\t: C:\\pxtest\\Pixvane 8 links\\Pixvn8.exe"), std::string::npos) << parsed;

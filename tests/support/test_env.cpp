@@ -127,7 +127,7 @@ int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
     return child.Start(commandLine) ? child.Wait(timeoutMs) : -1;
 }
 
-std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix)
+std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD parentId)
 {
     std::vector<DWORD> found;
     UniqueFileHandle snapshot(::CreateToolhelp32Snapshot(TH32CS_SNAPPROCESS, 0));  // INVALID_HANDLE_VALUE on failure
@@ -136,7 +136,7 @@ std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring&
     for (BOOL more = ::Process32FirstW(snapshot.Get(), &entry); more; more = ::Process32NextW(snapshot.Get(), &entry)) {
         const std::wstring name = ToLowerAscii(entry.szExeFile);
         if (name.size() >= prefix.size() + suffix.size() && name.starts_with(ToLowerAscii(prefix)) &&
-            name.ends_with(ToLowerAscii(suffix))) {
+            name.ends_with(ToLowerAscii(suffix)) && (parentId == 0 || entry.th32ParentProcessID == parentId)) {
             found.push_back(entry.th32ProcessID);
         }
     }

@@ -91,8 +91,12 @@ bool WaitUntil(Predicate predicate, DWORD timeoutMs)
 }
 
 // Process ids of running programs whose file name starts with prefix and
-// ends with suffix (case-insensitive), e.g. the uninstaller's "uni*.tmp" copies.
-std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix);
+// ends with suffix (case-insensitive), e.g. the uninstaller's "uni*.tmp"
+// copies; with parentId, only the children of that process.
+std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD parentId = 0);
+
+// Explorer's own call, which makes a window the desktop's shell; the headers leave it out.
+extern "C" BOOL WINAPI SetShellWindow(HWND);
 
 // Waits until no such program runs; false when one still runs after timeoutMs.
 bool WaitForNoProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD timeoutMs);

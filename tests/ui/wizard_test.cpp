@@ -253,9 +253,11 @@ TEST(WizardFlow, TheFolderAndGroupPagesCheckWhatTheyAreGivenAndKeepTheChoices)
     WriteTextFile(older + L"\\Pixvn6.exe", "MZ");
     RemoveTree(kDefaultFolder);
     WizardDriver wizard;
-    StartAtFolderPage(wizard);
-    EXPECT_EQ(wizard.Text(IDC_DESTINATION), kDefaultFolder);
-    EXPECT_TRUE(wizard.IsChecked(IDC_KIND_ALL_USERS));
+    // One character too deep for the package's longest name (32 characters).
+    const std::wstring tooDeep = L"C:\\" + std::wstring(224, L'd');
+    StartAtFolderPage(wizard, L"-instdir " + tooDeep);
+    wizard.Press(IDOK);
+    EXPECT_EQ(Answer(wizard, IDOK), LoadResString(IDS_DESTINATION_TOO_LONG));
     ASSERT_TRUE(wizard.BrowseTo(empty));
     EXPECT_EQ(wizard.Text(IDC_DESTINATION), empty);
     EXPECT_FALSE(FolderExists(empty));  // the installation makes it again
@@ -298,10 +300,16 @@ TEST(WizardFlow, TheFolderAndGroupPagesCheckWhatTheyAreGivenAndKeepTheChoices)
     EXPECT_EQ(wizard.Text(IDC_START_FINISH_CHECK), L"Run Pixvane");
     EXPECT_FALSE(wizard.IsChecked(IDC_START_FINISH_CHECK));
     EXPECT_EQ(wizard.Text(IDC_START_DETAIL), LoadResString(IDS_PRESS_FINISH));
+    // This test is the desktop's shell, as Explorer is for a logged-on user.
+    HWND shell = ::CreateWindowExW(0, L"STATIC", L"", 0, 0, 0, 9, 9, nullptr, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(SetShellWindow(shell));
     EXPECT_EQ(Finish(wizard, true), 0);
-    // "Run Pixvane" was checked: the product runs, and is closed again.
+    // "Run Pixvane" was checked: the product runs, with the shell's rights
+    // as its child, and is closed again.
     HWND product = nullptr;
     EXPECT_TRUE(WaitUntil([&] { return (product = ::FindWindowW(L"Pixvane8MainFrame", nullptr)) != nullptr; }, 10000));
+    EXPECT_EQ(FindProcesses(L"Pixvn8", L".exe", ::GetCurrentProcessId()).size(), 1u);
+    ::DestroyWindow(shell);
     ::PostMessageW(product, WM_CLOSE, 0, 0);
     EXPECT_TRUE(WaitForNoProcesses(L"Pixvn8", L".exe", 10000));
     EXPECT_TRUE(FileExists(used + L"\\Pixvane 8\\Pixvn8.exe"));

@@ -28,6 +28,12 @@ TEST(LogLine, OnlyAnExactPrefixInColumnOneMatches)
     // A bare prefix loses its blank to the trimming.
     EXPECT_EQ(NameFor(L"Make Dir: \r\n", kMakeDirPrefix), L"(none)");
     EXPECT_EQ(MakeLogLine(kShellLinkPrefix, L"C:\\P.lnk"), L"Shell Link: C:\\P.lnk");
+    // A path beyond Latin-1 in escapes "<" never begins in a real name, and
+    // only what the writer escapes comes back.
+    const std::wstring wide = L"C:\\\u041f\u0443\\\u50cf <8>\\\u00ff.lnk";
+    EXPECT_EQ(EncodeLoggedPath(wide), L"C:\\<41F><443>\\<50CF> <3C>8>\\\u00ff.lnk");
+    EXPECT_EQ(DecodeLoggedPath(EncodeLoggedPath(wide)), wide);
+    EXPECT_EQ(DecodeLoggedPath(L"<5C><41><1234567><><fffe>x<3C"), L"<5C><41><1234567><>\ufffex<3C");
 }
 
 TEST(LogLine, CommentIsCutBeforeTheRenameIsLookedFor)
