@@ -10,6 +10,7 @@
 #include "install/shortcuts.h"
 #include "install/version_checks.h"
 #include "licence/licence.h"
+#include "system/file_access.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -134,7 +135,41 @@ bool CopyFromPackageFolder(const std::wstring& name)
     return true;
 }
 
+// Judged on the full path, so that ".." cannot climb out of one unseen.
+bool IsInProgramFiles(const std::wstring& folder)
+{
+    wchar_t full[kPathChars] = {};
+    const DWORD length = ::GetFullPathNameW(folder.c_str(), static_cast<DWORD>(kPathChars), full, nullptr);
+    if (length == 0 || length >= kPathChars) {
+        return false;
+    }
+    const std::wstring path = ToLowerAscii(full) + L"\\";
+    for (const int csidl : {CSIDL_PROGRAM_FILES, CSIDL_PROGRAM_FILESX86}) {
+        const std::wstring programFiles = GetSpecialFolderPath(csidl);
+        if (programFiles.size() > 3 && StartsWith(path, ToLowerAscii(programFiles) + L"\\")) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
+
+void ProtectProductFolder()
+{
+    // Elsewhere the folder would take the access list of the folder above it,
+    // which on a drive root or a data drive lets every user replace what the
+    // elevated installer and uninstaller later run, load and read. Portable
+    // media are the user's own.
+    const InstallState& state = g_installState;
+    if (state.kind == Portable || IsInProgramFiles(state.destinationFolder)) {
+        return;
+    }
+    for (const auto& folder : FolderChain(state.destinationFolder)) {
+        ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine
+    }
+    SetFolderAccess(state.destinationFolder, kProductFolderAccess);  // refused: the folder keeps what it has
+}
 
 int RunInstallation()
 {
@@ -199,6 +234,7 @@ void PerformInstall()
 {
     InstallState& state = g_installState;
     const std::wstring packageList = state.sourceFolder + L"\\" + kInstallLogName;
+    ProtectProductFolder();
     if (!state.freshInstall) {
         RemoveEarlierInstallation();
     }
@@ -222,7 +258,7 @@ void PerformInstall()
 
     if (state.kind != Portable) {
         const std::wstring command = L"\"" + ProductExePath() + L"\" -regonly";
-        RunAndWait(command.c_str(), nullptr, 0);
+        RunAndWait(ProductExePath().c_str(), command.c_str(), nullptr, 0);
     }
 }
 
@@ -233,7 +269,7 @@ int FinishInstallation()
     bool restartStarted = false;
     if (state.runAfter) {
         if (!g_restartPending) {
-            RunAndWait(ProductExePath().c_str(), nullptr, 0);
+            RunAndWait(ProductExePath().c_str(), ProductExePath().c_str(), nullptr, 0);
         } else {
             UniqueHandle token;
             if (g_pfnOpenProcessToken &&

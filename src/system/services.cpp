@@ -81,7 +81,7 @@ bool IsVistaOrLater()
     return g_osVersion.dwMajorVersion >= 6;
 }
 
-void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
+void RunAndWait(const wchar_t* program, const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
 {
     // CreateProcessW may write into the command line, so it gets its own copy.
     const size_t length = std::wcslen(commandLine);
@@ -95,7 +95,10 @@ void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
     if (workingFolder[0] == L'\0') {
         workingFolder = nullptr;  // outside an installation: the caller's own folder
     }
-    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
+    // Named apart from the command line: a bare name would be looked for in
+    // our own folder first (the temporary folder, wherever the package was
+    // unpacked), and an unquoted path with blanks could start "C:\Program.exe".
+    if (!::CreateProcessW(program, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
                           &process)) {
         return;
     }
@@ -104,6 +107,13 @@ void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
     if (waitMs != 0) {
         ::WaitForSingleObject(child.Get(), waitMs);  // outcome not needed: time-out or end both go on
     }
+}
+
+std::wstring SystemProgramPath(const wchar_t* name)
+{
+    wchar_t folder[kPathChars] = {};
+    const UINT length = ::GetSystemDirectoryW(folder, static_cast<UINT>(kPathChars));
+    return length == 0 || length >= kPathChars ? std::wstring() : std::wstring(folder) + L"\\" + name;
 }
 
 void SetTokenPrivilege(HANDLE token, const wchar_t* privilegeName, bool enable)
