@@ -5,9 +5,11 @@
 // 99) sharing the real registry; the self-removal copy against a hanging
 // product. The confirmed removal itself is the end-to-end tests' business.
 #include "app/instance_manager.h"
+#include "app/self_removal.h"
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/file_access.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 
@@ -286,8 +288,31 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     }
     WriteTextFile(folder + L"\\hang-on-unregister", "");
     ClearProductCallsLog();
-    const std::wstring copy = MakeScratchFolder(L"copy-hang-temp") + L"\\uni5A.tmp";
-    ::CopyFileW(PackagePath(L"setup.exe").c_str(), copy.c_str(), FALSE);
+    // Made as the first stage makes it: new, with only the system and the
+    // administrators allowed to write it, and held so that nobody can swap it.
+    static std::wstring madeWith;
+    g_pfnCreateFileW = [](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD how,
+                          DWORD flags, HANDLE model) {
+        wchar_t* text = nullptr;
+        ::ConvertSecurityDescriptorToStringSecurityDescriptorW(attributes ? attributes->lpSecurityDescriptor : nullptr,
+                                                               SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr);
+        madeWith = std::wstring(path) + L" " + (text ? text : L"none");
+        ::LocalFree(text);
+        return ::CreateFileW(path, access, share, attributes, how, flags, model);
+    };
+    const std::wstring temporary = MakeScratchFolder(L"copy-hang-temp");
+    wchar_t tmp[MAX_PATH] = {};
+    ::GetEnvironmentVariableW(L"TMP", tmp, MAX_PATH);
+    ::SetEnvironmentVariableW(L"TMP", temporary.c_str());
+    std::wstring copy;
+    const UniqueFileHandle held = MakeSecondStageCopy(PackagePath(L"setup.exe"), copy);
+    ::SetEnvironmentVariableW(L"TMP", tmp);
+    g_pfnCreateFileW = ::CreateFileW;
+    EXPECT_EQ(madeWith, copy + L" D:P(A;;FA;;;SY)(A;;FA;;;BA)");
+    EXPECT_EQ(copy.rfind(temporary + L"\\uni", 0), 0u) << copy;
+    EXPECT_EQ(copy.substr(copy.size() - 4), L".tmp");
+    EXPECT_TRUE(ReadTextFile(copy) == ReadTextFile(PackagePath(L"setup.exe")));
+    EXPECT_FALSE(::DeleteFileW(copy.c_str()));
 
     // Started inside the (empty) x32 folder, which must not keep it from going.
     const std::wstring x32 = folder + L"\\x32";

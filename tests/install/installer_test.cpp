@@ -13,12 +13,14 @@
 #include "support/machine_snapshot.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/file_access.h"
 #include "system/services.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/install_log_text.h"
 #include "uninstall/registry_cleanup.h"
 
 #include <gtest/gtest.h>
+#include <sddl.h>
 #include <shlobj.h>
 
 #include <filesystem>
@@ -63,6 +65,38 @@ protected:
 // usual search order would find the package's copy in the current folder.
 TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
 {
+    // Outside Program Files (also when reached through it) the destination is
+    // made and given the administrators' access list; inside, or portable, not.
+    static Names protectedFolders;
+    g_pfnSetNamedSecurityInfoW = [](LPWSTR name, SE_OBJECT_TYPE, SECURITY_INFORMATION what, PSID owner, PSID,
+                                    PACL list, PACL) -> DWORD {
+        SECURITY_DESCRIPTOR descriptor = {};
+        ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+        ::SetSecurityDescriptorOwner(&descriptor, owner, FALSE);
+        ::SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
+        ::SetSecurityDescriptorControl(&descriptor, SE_DACL_PROTECTED,
+                                       (what & PROTECTED_DACL_SECURITY_INFORMATION) ? SE_DACL_PROTECTED : 0);
+        wchar_t* text = nullptr;
+        ::ConvertSecurityDescriptorToStringSecurityDescriptorW(
+            &descriptor, SDDL_REVISION_1, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &text, nullptr);
+        protectedFolders.insert(std::wstring(name) + L" " + (text ? text : L""));
+        ::LocalFree(text);
+        return ERROR_SUCCESS;
+    };
+    const std::wstring dest = Dest();
+    const std::wstring programFiles = GetSpecialFolderPath(CSIDL_PROGRAM_FILES);
+    const std::wstring throughProgramFiles = programFiles + L"\\..\\" + dest.substr(3);
+    for (const auto& [kind, folder] : {std::pair{Portable, dest}, {AllUsers, programFiles + L"\\Pixvane 8"},
+                                       {CurrentUser, throughProgramFiles}}) {
+        g_installState.kind = kind;
+        g_installState.destinationFolder = folder;
+        ProtectProductFolder();
+    }
+    g_installState.destinationFolder = dest;
+    g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
+    EXPECT_EQ(protectedFolders,
+              Names{throughProgramFiles + L" O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)"});
+    EXPECT_TRUE(FolderExists(dest));
     MakeFolders(Source(L"sub"));
     MakeFolders(Source(L"p\\c.dat"));  // a folder among the matches fails its copy
     for (const wchar_t* name : {L"a.txt", L"sub\\b.txt", L"p\\a.dat", L"p\\b.dat", L"p\\d.dat", L"p\\e.dat"}) {
