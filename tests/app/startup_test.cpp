@@ -294,8 +294,10 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     g_pfnCreateFileW = [](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD how,
                           DWORD flags, HANDLE model) {
         wchar_t* text = nullptr;
-        ::ConvertSecurityDescriptorToStringSecurityDescriptorW(attributes ? attributes->lpSecurityDescriptor : nullptr,
-                                                               SDDL_REVISION_1, DACL_SECURITY_INFORMATION, &text, nullptr);
+        if (attributes) {
+            ::ConvertSecurityDescriptorToStringSecurityDescriptorW(attributes->lpSecurityDescriptor, SDDL_REVISION_1,
+                                                                   DACL_SECURITY_INFORMATION, &text, nullptr);
+        }
         madeWith = std::wstring(path) + L" " + (text ? text : L"none");
         ::LocalFree(text);
         return ::CreateFileW(path, access, share, attributes, how, flags, model);
