@@ -43,11 +43,9 @@ std::wstring ThumbnailHandlerToUnregister(const std::wstring& installFolder)
     return installFolder + (IsVistaOrLater() ? L"ThumbPvi32.dll" : L"ThumbPviXP32.dll");
 }
 
-UniqueFileHandle MakeSecondStageCopy(const std::wstring& program, std::wstring& copyPath)
+UniqueFileHandle MakeSecondStageCopy(const std::wstring& program, const std::wstring& folder, std::wstring& copyPath)
 {
     copyPath.clear();
-    wchar_t tempFolder[kPathChars] = {};
-    ::GetTempPathW(static_cast<DWORD>(kPathChars), tempFolder);
     // The system's own naming, but the file is made here: it must never exist
     // with the temporary folder's access list, not even for a moment.
     UniqueFileHandle written;
@@ -55,7 +53,7 @@ UniqueFileHandle MakeSecondStageCopy(const std::wstring& program, std::wstring& 
     const UINT first = ::GetTickCount();
     for (UINT tried = 0; tried < 0x10000 && !written; ++tried) {
         const UINT unique = (first + tried) & 0xFFFF;
-        if (unique == 0 || !::GetTempFileNameW(tempFolder, L"uni", unique, name)) {
+        if (unique == 0 || !::GetTempFileNameW(folder.c_str(), L"uni", unique, name)) {
             continue;
         }
         written = CreateNewFileWithAccess(name, kSecondStageAccess);
@@ -89,10 +87,12 @@ UniqueFileHandle MakeSecondStageCopy(const std::wstring& program, std::wstring& 
 
 void RelaunchForSelfRemoval()
 {
+    wchar_t tempFolder[kPathChars] = {};
+    ::GetTempPathW(static_cast<DWORD>(kPathChars), tempFolder);
     const std::wstring ownPath = OwnPath();
     std::wstring tempFile;
     // Held until the process is replaced; a failure shows up as a failed exec below.
-    const UniqueFileHandle copy = MakeSecondStageCopy(ownPath, tempFile);
+    const UniqueFileHandle copy = MakeSecondStageCopy(ownPath, tempFolder, tempFile);
 
     const std::wstring program = QuotedIfBlank(tempFile);
     const std::wstring uninstaller = QuotedIfBlank(ownPath);

@@ -70,12 +70,9 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     static Names protectedFolders;
     g_pfnSetNamedSecurityInfoW = [](LPWSTR name, SE_OBJECT_TYPE, SECURITY_INFORMATION what, PSID owner, PSID,
                                     PACL list, PACL) -> DWORD {
-        SECURITY_DESCRIPTOR descriptor = {};
-        ::InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
-        ::SetSecurityDescriptorOwner(&descriptor, owner, FALSE);
-        ::SetSecurityDescriptorDacl(&descriptor, TRUE, list, FALSE);
-        ::SetSecurityDescriptorControl(&descriptor, SE_DACL_PROTECTED,
-                                       (what & PROTECTED_DACL_SECURITY_INFORMATION) ? SE_DACL_PROTECTED : 0);
+        const SECURITY_DESCRIPTOR_CONTROL isProtected = (what & PROTECTED_DACL_SECURITY_INFORMATION) ? SE_DACL_PROTECTED : 0;
+        SECURITY_DESCRIPTOR descriptor = {SECURITY_DESCRIPTOR_REVISION, 0, SE_DACL_PRESENT | isProtected, owner, nullptr,
+                                          nullptr, list};
         wchar_t* text = nullptr;
         ::ConvertSecurityDescriptorToStringSecurityDescriptorW(
             &descriptor, SDDL_REVISION_1, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &text, nullptr);

@@ -3,9 +3,7 @@
 // "<its own path>.loaded" behind.
 #include <windows.h>
 
-namespace {
-
-void LeaveMark(HMODULE self)
+static void LeaveMark(HMODULE self)
 {
     wchar_t path[MAX_PATH + 8] = {};
     const DWORD length = ::GetModuleFileNameW(self, path, MAX_PATH);
@@ -14,8 +12,6 @@ void LeaveMark(HMODULE self)
         ::CloseHandle(::CreateFileW(path, GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
     }
 }
-
-}  // namespace
 
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
 {
