@@ -14,7 +14,6 @@
 #include "ui/resource.h"
 
 #include <aclapi.h>
-#include <sddl.h>
 
 #include <gtest/gtest.h>
 
@@ -65,7 +64,7 @@ bool StartProductCopy(ChildProcess& product)
            WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000);
 }
 
-// The access list of a named mapping or mutex, in SDDL; empty when it cannot be read.
+// The access list of a named mapping or mutex, in SDDL; "none" when it cannot be read.
 std::wstring AccessListOf(const wchar_t* name)
 {
     UniqueHandle object(::OpenMutexW(READ_CONTROL, FALSE, name));
@@ -73,13 +72,9 @@ std::wstring AccessListOf(const wchar_t* name)
         object.Reset(::OpenFileMappingW(READ_CONTROL, FALSE, name));
     }
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    wchar_t* text = nullptr;
     ::GetSecurityInfo(object.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
                       &descriptor);
-    ::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
-                                                           &text, nullptr);
-    const std::wstring list = text ? text : L"";
-    ::LocalFree(text);
+    const std::wstring list = SddlOf(descriptor);
     ::LocalFree(descriptor);
     return list;
 }
@@ -294,13 +289,7 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     static std::wstring madeWith;
     g_pfnCreateFileW = [](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD how,
                           DWORD flags, HANDLE model) {
-        wchar_t* text = nullptr;
-        if (attributes) {
-            ::ConvertSecurityDescriptorToStringSecurityDescriptorW(attributes->lpSecurityDescriptor, SDDL_REVISION_1,
-                                                                   DACL_SECURITY_INFORMATION, &text, nullptr);
-        }
-        madeWith = std::wstring(path) + L" " + (text ? text : L"none");
-        ::LocalFree(text);
+        madeWith = std::wstring(path) + L" " + SddlOf(attributes ? attributes->lpSecurityDescriptor : nullptr);
         return ::CreateFileW(path, access, share, attributes, how, flags, model);
     };
     const std::wstring temporary = MakeScratchFolder(L"copy-hang-temp") + L"\\";

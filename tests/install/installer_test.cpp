@@ -20,7 +20,6 @@
 #include "uninstall/registry_cleanup.h"
 
 #include <gtest/gtest.h>
-#include <sddl.h>
 #include <shlobj.h>
 
 #include <filesystem>
@@ -70,14 +69,10 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     static Names protectedFolders;
     g_pfnSetNamedSecurityInfoW = [](LPWSTR name, SE_OBJECT_TYPE, SECURITY_INFORMATION what, PSID owner, PSID,
                                     PACL list, PACL) -> DWORD {
-        const SECURITY_DESCRIPTOR_CONTROL isProtected = (what & PROTECTED_DACL_SECURITY_INFORMATION) ? SE_DACL_PROTECTED : 0;
-        SECURITY_DESCRIPTOR descriptor = {SECURITY_DESCRIPTOR_REVISION, 0, SE_DACL_PRESENT | isProtected, owner, nullptr,
-                                          nullptr, list};
-        wchar_t* text = nullptr;
-        ::ConvertSecurityDescriptorToStringSecurityDescriptorW(
-            &descriptor, SDDL_REVISION_1, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &text, nullptr);
-        protectedFolders.insert(std::wstring(name) + L" " + (text ? text : L""));
-        ::LocalFree(text);
+        const auto control = static_cast<SECURITY_DESCRIPTOR_CONTROL>(
+            SE_DACL_PRESENT | ((what & PROTECTED_DACL_SECURITY_INFORMATION) ? SE_DACL_PROTECTED : 0));
+        SECURITY_DESCRIPTOR descriptor = {SECURITY_DESCRIPTOR_REVISION, 0, control, owner, nullptr, nullptr, list};
+        protectedFolders.insert(std::wstring(name) + L" " + SddlOf(&descriptor));
         return ERROR_SUCCESS;
     };
     const std::wstring dest = Dest();
