@@ -11,6 +11,7 @@
 #include "install/version_checks.h"
 #include "licence/licence.h"
 #include "system/diagnostic_log.h"
+#include "system/file_access.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -161,7 +162,41 @@ bool RequestRestart()
            g_pfnInitiateShutdownW(nullptr, nullptr, 0, SHUTDOWN_RESTART, kRestartReason) == ERROR_SUCCESS;
 }
 
+// Judged on the full path, so that ".." cannot climb out of one unseen.
+bool IsInProgramFiles(const std::wstring& folder)
+{
+    wchar_t full[kPathChars] = {};
+    const DWORD length = ::GetFullPathNameW(folder.c_str(), static_cast<DWORD>(kPathChars), full, nullptr);
+    if (length == 0 || length >= kPathChars) {
+        return false;
+    }
+    const std::wstring path = ToLowerAscii(full) + L"\\";
+    for (const int csidl : {CSIDL_PROGRAM_FILES, CSIDL_PROGRAM_FILESX86}) {
+        const std::wstring programFiles = GetSpecialFolderPath(csidl);
+        if (programFiles.size() > 3 && StartsWith(path, ToLowerAscii(programFiles) + L"\\")) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
+
+void ProtectProductFolder()
+{
+    // Elsewhere the folder would take the access list of the folder above it,
+    // which on a drive root or a data drive lets every user replace what the
+    // elevated installer and uninstaller later run, load and read. Portable
+    // media are the user's own.
+    const InstallState& state = g_installState;
+    if (state.kind == Portable || IsInProgramFiles(state.destinationFolder)) {
+        return;
+    }
+    for (const auto& folder : FolderChain(state.destinationFolder)) {
+        ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine
+    }
+    SetFolderAccess(state.destinationFolder, kProductFolderAccess);  // refused: the folder keeps what it has
+}
 
 int RunInstallation()
 {
@@ -243,6 +278,7 @@ void PerformInstall()
     const std::wstring packageList = state.sourceFolder + L"\\" + kInstallLogName;
     DiagLog(L"installing into ", state.destinationFolder, L", ", KindName(state.kind), L", group ", state.groupName,
             L", desktop icon ", state.desktopIcon, L", autostart ", state.autostart);
+    ProtectProductFolder();
     if (!state.freshInstall) {
         DiagLog(L"step: remove what the earlier installation's logs name");
         RemoveEarlierInstallation();
@@ -273,7 +309,7 @@ void PerformInstall()
     if (state.kind != Portable) {
         DiagLog(L"step: the product registers itself");
         const std::wstring command = L"\"" + ProductExePath() + L"\" -regonly";
-        RunAndWait(command.c_str(), nullptr, 0);
+        RunAndWait(ProductExePath().c_str(), command.c_str(), nullptr, 0);
     }
 }
 
@@ -287,7 +323,7 @@ int FinishInstallation()
             // Not with setup's elevated rights: the product would write its
             // files as administrator and refuse what the user's Explorer drops.
             if (!StartAsShellChild(ProductExePath(), L"", state.destinationFolder.c_str())) {
-                RunAndWait(ProductExePath().c_str(), nullptr, 0);
+                RunAndWait(ProductExePath().c_str(), ProductExePath().c_str(), nullptr, 0);
             }
         } else {
             UniqueHandle token;

@@ -20,6 +20,11 @@ int RunInstallation();
 // RunInstallation when unattended and by the wizard's installing page.
 void PerformInstall();
 
+// Unless the installation is portable or goes into one of the system's
+// Program Files folders: makes the destination folder if need be and gives
+// it the administrators' protected access list (users read and run).
+void ProtectProductFolder();
+
 // The end of a run: the destination becomes the current folder, then, with
 // the run-after flag, the product is started, or the computer restarted when
 // a replacement waits for it. Returns the run's exit code.

@@ -119,6 +119,7 @@ void RegisterProduct()
     const std::wstring handler = ThumbnailHandlerPath(folder);
     if (handler.size() > 4) {
         // Not waited for: regsvr32 finishes on its own while setup goes on.
-        RunAndWait((L"regsvr32.exe /s \"" + handler + L"\"").c_str(), nullptr, 0);
+        const std::wstring command = L"regsvr32.exe /s \"" + handler + L"\"";
+        RunAndWait(SystemProgramPath(L"regsvr32.exe").c_str(), command.c_str(), nullptr, 0);
     }
 }

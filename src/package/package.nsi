@@ -1,6 +1,6 @@
 ; Pixvane8-Setup.exe, the self-extracting package that users download.
 ;
-; Run, it unpacks the payload into a fresh private folder in the user's
+; Run, it unpacks the payload into a fresh private folder in the Windows
 ; temporary folder, starts setup.exe from there with "-sfxname=" and its own
 ; full path first and the user's arguments after them, verbatim, waits,
 ; removes the folder and ends with setup's exit code. Interactive runs see a
@@ -132,11 +132,15 @@ Function IsSilentRun
     Push $5
 FunctionEnd
 
-; $Private: a new folder under the temporary folder with an unguessable name,
-; made here and now (an existing one is never taken over: another random name
-; is tried), open to its owner, the administrators and the system only.
+; $Private: a new folder under the Windows temporary folder with an
+; unguessable name, made here and now (an existing one is never taken over:
+; another random name is tried), owned by the administrators and open to
+; them and the system only. Not in the user's temporary folder: there the
+; user may rename or delete any child, and so swap the folder for one of his
+; own between its making and the start of setup.exe. In the Windows one users
+; can make things but not touch what others made.
 Function MakePrivateFolder
-    System::Call 'advapi32::ConvertStringSecurityDescriptorToSecurityDescriptorW(w "D:P(A;OICI;FA;;;OW)(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)", i 1, *p .r1, p 0)'
+    System::Call 'advapi32::ConvertStringSecurityDescriptorToSecurityDescriptorW(w "O:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)", i 1, *p .r1, p 0)'
     ; SECURITY_ATTRIBUTES: length, padding, descriptor, inherit flag, padding.
     System::Call '*(i 24, i 0, p r1, i 0, i 0) p .r2'
     StrCpy $3 0
@@ -144,7 +148,7 @@ Function MakePrivateFolder
         System::Call 'ole32::CoCreateGuid(g .r0)'
         StrCpy $5 $0 8 1
         StrCpy $6 $0 12 25
-        StrCpy $Private "$TEMP\Pxv-$5$6"
+        StrCpy $Private "$WINDIR\Temp\Pxv-$5$6"
         System::Call 'kernel32::CreateDirectoryW(w "$Private", p r2) i .r4'
         IntOp $3 $3 + 1
         ${If} $4 <> 0

@@ -86,7 +86,7 @@ bool IsVistaOrLater()
     return g_osVersion.dwMajorVersion >= 6;
 }
 
-void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
+void RunAndWait(const wchar_t* program, const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
 {
     // CreateProcessW may write into the command line, so it gets its own copy.
     const size_t length = std::wcslen(commandLine);
@@ -100,7 +100,10 @@ void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
     if (workingFolder[0] == L'\0') {
         workingFolder = nullptr;  // outside an installation: the caller's own folder
     }
-    if (!DiagResult(::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder,
+    // Named apart from the command line: a bare name would be looked for in
+    // our own folder first (the temporary folder, wherever the package was
+    // unpacked), and an unquoted path with blanks could start "C:\\Program.exe".
+    if (!DiagResult(::CreateProcessW(program, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder,
                                      &startup, &process),
                     L"start ", commandLine, L" in ", workingFolder ? workingFolder : L"the current folder")) {
         return;
@@ -112,6 +115,13 @@ void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
         const bool ended = ::WaitForSingleObject(child.Get(), waitMs) == WAIT_OBJECT_0;
         DiagLog(L"waited for it: ", ended ? L"ended" : L"not ended");
     }
+}
+
+std::wstring SystemProgramPath(const wchar_t* name)
+{
+    wchar_t folder[kPathChars] = {};
+    const UINT length = ::GetSystemDirectoryW(folder, static_cast<UINT>(kPathChars));
+    return length == 0 || length >= kPathChars ? std::wstring() : std::wstring(folder) + L"\\" + name;
 }
 
 void SetTokenPrivilege(HANDLE token, const wchar_t* privilegeName, bool enable)

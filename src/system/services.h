@@ -34,10 +34,15 @@ extern OSVERSIONINFOEXW g_osVersion;
 // Vista or later: the OS major version is 6 or more.
 bool IsVistaOrLater();
 
-// Starts commandLine and waits up to waitMs (0: no wait). folder null means the
-// installation's destination folder. A program that cannot be started is
-// silently ignored; the child's exit status is never read.
-void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs);
+// Starts program, a full path that is never searched for, with commandLine
+// (what the child sees, its own name first) and waits up to waitMs (0: no
+// wait). folder null means the installation's destination folder. A program
+// that cannot be started is silently ignored; the child's exit status is
+// never read.
+void RunAndWait(const wchar_t* program, const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs);
+
+// name in the system folder ("regsvr32.exe" gives "C:\Windows\system32\regsvr32.exe").
+std::wstring SystemProgramPath(const wchar_t* name);
 
 // Enables or disables one privilege in token. Failures are written to standard
 // output only (which a windowed program discards).

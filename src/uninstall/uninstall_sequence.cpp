@@ -35,7 +35,7 @@ bool PathExists(const std::wstring& path)
 void UnregisterProduct(const std::wstring& productFolder)
 {
     const std::wstring command = L"\"" + productFolder + kProductExe + L"\" -unregonly";
-    RunAndWait(command.c_str(), productFolder.c_str(), kUnregisterWaitMs);
+    RunAndWait((productFolder + kProductExe).c_str(), command.c_str(), productFolder.c_str(), kUnregisterWaitMs);
 }
 
 void RemoveLoggedItems(const std::wstring& productFolder)

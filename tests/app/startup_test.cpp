@@ -5,14 +5,15 @@
 // 99) sharing the real registry; the self-removal copy against a hanging
 // product. The confirmed removal itself is the end-to-end tests' business.
 #include "app/instance_manager.h"
+#include "app/self_removal.h"
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/file_access.h"
 #include "ui/message_box.h"
 #include "ui/resource.h"
 
 #include <aclapi.h>
-#include <sddl.h>
 
 #include <gtest/gtest.h>
 
@@ -63,7 +64,7 @@ bool StartProductCopy(ChildProcess& product)
            WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000);
 }
 
-// The access list of a named mapping or mutex, in SDDL; empty when it cannot be read.
+// The access list of a named mapping or mutex, in SDDL; "none" when it cannot be read.
 std::wstring AccessListOf(const wchar_t* name)
 {
     UniqueHandle object(::OpenMutexW(READ_CONTROL, FALSE, name));
@@ -71,13 +72,9 @@ std::wstring AccessListOf(const wchar_t* name)
         object.Reset(::OpenFileMappingW(READ_CONTROL, FALSE, name));
     }
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    wchar_t* text = nullptr;
     ::GetSecurityInfo(object.Get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr,
                       &descriptor);
-    ::ConvertSecurityDescriptorToStringSecurityDescriptorW(descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION,
-                                                           &text, nullptr);
-    const std::wstring list = text ? text : L"";
-    ::LocalFree(text);
+    const std::wstring list = SddlOf(descriptor);
     ::LocalFree(descriptor);
     return list;
 }
@@ -284,8 +281,21 @@ TEST(SelfRemovalCopy, HungUnregistrationsHoldItUpNoLongerThanTheirLimits)
     }
     WriteTextFile(folder + L"\\hang-on-unregister", "");
     ClearProductCallsLog();
-    const std::wstring copy = MakeScratchFolder(L"copy-hang-temp") + L"\\uni5A.tmp";
-    ::CopyFileW(PackagePath(L"setup.exe").c_str(), copy.c_str(), FALSE);
+    // Made as the first stage makes it: new, with only the system and the
+    // administrators allowed to write it, and held so that nobody can swap it
+    // (its name and place are the end-to-end tests').
+    static std::wstring madeWith;
+    g_pfnCreateFileW = [](LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD how,
+                          DWORD flags, HANDLE model) {
+        madeWith = std::wstring(path) + L" " + SddlOf(attributes ? attributes->lpSecurityDescriptor : nullptr);
+        return ::CreateFileW(path, access, share, attributes, how, flags, model);
+    };
+    const std::wstring temporary = MakeScratchFolder(L"copy-hang-temp") + L"\\";
+    std::wstring copy;
+    const UniqueFileHandle held = MakeSecondStageCopy(PackagePath(L"setup.exe"), temporary, copy);
+    g_pfnCreateFileW = ::CreateFileW;
+    EXPECT_EQ(madeWith, copy + L" D:P(A;;FA;;;SY)(A;;FA;;;BA)");
+    EXPECT_FALSE(::DeleteFileW(copy.c_str()));
 
     // Started inside the (empty) x32 folder, which must not keep it from going.
     const std::wstring x32 = folder + L"\\x32";

@@ -273,11 +273,21 @@ TEST_F(InstallationEndToEnd, OnAnOlderSystemAndInACyrillicFolderTheFormerProgram
 // leaving) and passes "-s"; a temporary folder with a blank quotes only the
 // copy's name. What another program holds open, a logged file and the x32
 // folder, goes at the restart; the product folder stays with the settings
-// and the licence that came from beside the package.
+// and the licence that came from beside the package. A "regsvr32.exe"
+// beside setup and beside the second stage (a library: a search that found
+// it would start nothing) is passed over: the system's own registers and
+// unregisters the handler.
 TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithTheProductFolder)
 {
     const std::wstring folder = kDefaultFolder;
-    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings), kExitInstalled);
+    const std::wstring unpacked = MakeScratchFolder(L"unpacked");
+    std::filesystem::copy(BuildPath(L"package"), unpacked, std::filesystem::copy_options::recursive);
+    const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
+    for (const std::wstring& beside : {unpacked, temporary}) {
+        std::filesystem::copy_file(BuildPath(L"planted\\planted.dll"), beside + L"\\regsvr32.exe");
+    }
+    ASSERT_EQ(RunSilently(unpacked + L"\\setup.exe", L"-s " + kBesideSettings), kExitInstalled);
+    EXPECT_TRUE(RegKeyExists(HKEY_CLASSES_ROOT, L"CLSID\\{5B1E4F6A-8C2D-4E31-9A7B-2F0C61D8E401}"));
     const std::wstring inUse = folder + L"\\Languages\\English.lng";
     const std::wstring x32 = folder + L"\\x32";
     ASSERT_TRUE(::CreateDirectoryW(x32.c_str(), nullptr));
@@ -293,7 +303,6 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     ChildProcess product;
     ASSERT_TRUE(product.Start(Quoted(folder + L"\\Pixvn8.exe")));
     ASSERT_TRUE(WaitUntil([&] { return COXInstanceManager::FindInstanceWindow(product.Id()) != nullptr; }, 10000));
-    const std::wstring temporary = MakeScratchFolder(L"A B\\Temp");
     wchar_t tmp[MAX_PATH] = {};
     wchar_t temp[MAX_PATH] = {};
     ::GetEnvironmentVariableW(L"TMP", tmp, MAX_PATH);

@@ -13,6 +13,7 @@
 #include "support/machine_snapshot.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/file_access.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "uninstall/deferred_delete.h"
@@ -67,6 +68,31 @@ protected:
 // usual search order would find the package's copy in the current folder.
 TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
 {
+    // Outside Program Files (also when reached through it) the destination is
+    // made and given the administrators' access list; inside, or portable, not.
+    static Names protectedFolders;
+    g_pfnSetNamedSecurityInfoW = [](LPWSTR name, SE_OBJECT_TYPE, SECURITY_INFORMATION what, PSID owner, PSID,
+                                    PACL list, PACL) -> DWORD {
+        const auto control = static_cast<SECURITY_DESCRIPTOR_CONTROL>(
+            SE_DACL_PRESENT | ((what & PROTECTED_DACL_SECURITY_INFORMATION) ? SE_DACL_PROTECTED : 0));
+        SECURITY_DESCRIPTOR descriptor = {SECURITY_DESCRIPTOR_REVISION, 0, control, owner, nullptr, nullptr, list};
+        protectedFolders.insert(std::wstring(name) + L" " + SddlOf(&descriptor));
+        return ERROR_SUCCESS;
+    };
+    const std::wstring dest = Dest();
+    const std::wstring programFiles = GetSpecialFolderPath(CSIDL_PROGRAM_FILES);
+    const std::wstring throughProgramFiles = programFiles + L"\\..\\" + dest.substr(3);
+    for (const auto& [kind, folder] : {std::pair{Portable, dest}, {AllUsers, programFiles + L"\\Pixvane 8"},
+                                       {CurrentUser, throughProgramFiles}}) {
+        g_installState.kind = kind;
+        g_installState.destinationFolder = folder;
+        ProtectProductFolder();
+    }
+    g_installState.destinationFolder = dest;
+    g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
+    EXPECT_EQ(protectedFolders,
+              Names{throughProgramFiles + L" O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)"});
+    EXPECT_TRUE(FolderExists(dest));
     MakeFolders(Source(L"sub"));
     MakeFolders(Source(L"p\\c.dat"));  // a folder among the matches fails its copy
     for (const wchar_t* name : {L"a.txt", L"sub\\b.txt", L"p\\a.dat", L"p\\b.dat", L"p\\d.dat", L"p\\e.dat"}) {

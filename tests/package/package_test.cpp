@@ -23,11 +23,12 @@ using Texts = std::vector<std::wstring>;
 
 const std::wstring kDefaultFolder = L"C:\\Program Files\\Pixvane 8";
 
+// Where the package unpacks: the Windows temporary folder, not the user's.
 std::wstring TempFolder()
 {
     wchar_t path[MAX_PATH] = {};
-    const DWORD length = ::GetTempPathW(MAX_PATH, path);
-    return std::wstring(path, length > 0 ? length - 1 : 0);
+    ::GetWindowsDirectoryW(path, MAX_PATH);
+    return std::wstring(path) + L"\\Temp";
 }
 
 // A package of this build in a download folder of its own, with what an
@@ -104,7 +105,7 @@ TEST_F(Package, DoubleClickedItRunsSetupFromAPrivateFolderAndTheWizardInstalls)
     ASSERT_TRUE(wizard.Attach(setups.front(), 30000));
 
     // A folder of its own, with a name nobody could have guessed, in the
-    // temporary folder; told where the package is.
+    // Windows temporary folder; told where the package is.
     const Texts arguments = SplitCommandLine(CommandLineOf(setups.front()));
     ASSERT_EQ(arguments.size(), 2u);
     const std::wstring privateFolder = ParentFolder(arguments[0]);

@@ -5,7 +5,7 @@
 # package, and osslsigncode verifies all three; the package manager's
 # manifest written beside it describes that very file and the product as its
 # uninstall entry shows it; setup.exe links no library that a folder could
-# plant.
+# plant and is marked terminal-server aware.
 #   packaging_test.sh REPOSITORY PACKAGE_FOLDER
 set -euo pipefail
 root="$1"
@@ -69,4 +69,6 @@ cmp "$folder/setup.exe" "$work/good/setup.exe" || fail "the package folder's set
 imports=$(x86_64-w64-mingw32-objdump -p "$folder/setup.exe" | sed -n 's/^\s*DLL Name: //p' | tr 'A-Z' 'a-z' | sort | tr '\n' ' ')
 [ "$imports" = "advapi32.dll comctl32.dll gdi32.dll kernel32.dll msvcrt.dll ole32.dll shell32.dll user32.dll " ] ||
     fail "setup.exe links $imports"
+[[ $(x86_64-w64-mingw32-objdump -p "$folder/setup.exe") == *TERMINAL_SERVICE_AWARE* ]] ||
+    fail "setup.exe is not terminal-server aware"
 echo "packaging: passed"

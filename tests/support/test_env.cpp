@@ -2,6 +2,7 @@
 
 #include "system/path_text.h"
 
+#include <sddl.h>
 #include <tlhelp32.h>
 
 #include <filesystem>
@@ -248,4 +249,16 @@ std::wstring PendingFileRenames()
 {
     return GetRegString(HKEY_LOCAL_MACHINE, L"System\\CurrentControlSet\\Control\\Session Manager",
                         L"PendingFileRenameOperations");
+}
+
+std::wstring SddlOf(PSECURITY_DESCRIPTOR descriptor)
+{
+    wchar_t* text = nullptr;
+    if (descriptor) {
+        ::ConvertSecurityDescriptorToStringSecurityDescriptorW(
+            descriptor, SDDL_REVISION_1, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION, &text, nullptr);
+    }
+    const std::wstring sddl = text ? text : L"none";
+    ::LocalFree(text);
+    return sddl;
 }

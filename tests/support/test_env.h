@@ -113,6 +113,10 @@ HWND FindDialog(DWORD processId, const std::function<bool(HWND)>& match);
 // the system would otherwise answer with the text it was created with.
 std::wstring WindowText(HWND window);
 
+// A descriptor's owner and access list as SDDL text ("O:BAD:P(A;;FA;;;SY)");
+// "none" for no descriptor.
+std::wstring SddlOf(PSECURITY_DESCRIPTOR descriptor);
+
 // Registry helpers for tests (a 64-bit program: the 64-bit view).
 bool SetRegString(HKEY root, const std::wstring& key, const wchar_t* name, const std::wstring& value);
 bool RegKeyExists(HKEY root, const std::wstring& key);

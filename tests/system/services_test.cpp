@@ -10,8 +10,8 @@
 TEST(RunAndWait, AMissingProgramReturnsAtOnceAndShowsNothing)
 {
     const ULONGLONG start = ::GetTickCount64();
-    RunAndWait(L"C:\\pxtest\\no-such-folder\\nothing.exe -unregonly", L"C:\\", 5000);
-    RunAndWait(L"", nullptr, 5000);
+    RunAndWait(L"C:\\pxtest\\no-such-folder\\nothing.exe", L"nothing.exe -unregonly", L"C:\\", 5000);
+    RunAndWait(L"", L"", nullptr, 5000);
     EXPECT_LT(::GetTickCount64() - start, 1000u);
     EXPECT_EQ(FindDialog(::GetCurrentProcessId(), [](HWND) { return true; }), nullptr);
 }
