@@ -153,7 +153,9 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
                                     {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
                                     {HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
                                     {HKEY_USERS, kOtherUser + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings"},
-                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"}}) {
+                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"},
+                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Pixvane.8\\shell"},
+                                    {HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License\\shell\\open\\command"}}) {
         SetRegString(root, key, nullptr, folder);
     }
     SetRegString(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex", L"LastProduct", L"Pixvane 8");  // values only, above
@@ -340,6 +342,15 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     WriteTextFile(folder + L"\\My notes.txt", "mine");
     WriteTextFile(folder + L"\\Languages\\Old.lg7", "left by version 7");
     ASSERT_TRUE(FileExists(folder + L"\\PvCapHlp.dll"));
+    // A user's links where a folder of the new version and this user's
+    // "Programs\Pixvane 8" would be: behind them lie other files.
+    const std::wstring frames = MakeScratchFolder(L"frames");
+    const std::wstring othersGroup = MakeScratchFolder(L"group");
+    WriteTextFile(frames + L"\\Classic.png", "theirs");
+    WriteTextFile(othersGroup + L"\\Pixvane 8.lnk", "theirs");
+    const std::wstring links[] = {folder + L"\\Effects\\Frames", programs + L"\\Pixvane 8"};
+    ASSERT_TRUE(UnixLink(links[0], frames));
+    ASSERT_TRUE(UnixLink(links[1], othersGroup));
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
 
@@ -348,6 +359,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
+    EXPECT_EQ(NamesIn(frames), std::set<std::wstring>{L"Classic.png"});
     const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
     const std::string installedLog = ReadTextFile(folder + L"\\PxvUnInst.log");
     EXPECT_NE(installedLog.find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
@@ -364,8 +376,15 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
         EXPECT_EQ(file.find(L".new"), std::wstring::npos) << file;
         EXPECT_EQ(file.find(L".old"), std::wstring::npos) << file;
     }
-    // The removal climbs the two-level group to the Programs folder.
+    // The removal climbs the two-level group to the Programs folder, and
+    // neither searches the links nor leaves them to the restart.
     EXPECT_TRUE(RemoveThroughProgramsList());
+    for (const auto& file : {frames + L"\\Classic.png", othersGroup + L"\\Pixvane 8.lnk"}) {
+        EXPECT_EQ(ReadTextFile(file), "theirs");
+    }
+    for (const auto& link : links) {
+        EXPECT_TRUE(UnixLink(link));
+    }
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 }
 

@@ -127,6 +127,25 @@ int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
     return child.Start(commandLine) ? child.Wait(timeoutMs) : -1;
 }
 
+bool UnixLink(const std::wstring& link, const std::wstring& target)
+{
+    using UnixName = char*(CDECL*)(const wchar_t*);
+    const auto unixName = reinterpret_cast<UnixName>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    const auto quotedUnixName = [&](const std::wstring& path) {
+        char* name = unixName(path.c_str());
+        const std::string text = name ? name : "";
+        ::HeapFree(::GetProcessHeap(), 0, name);
+        return L"\"" + std::wstring(text.begin(), text.end()) + L"\"";
+    };
+    // Wine starts a Unix program as it would a Windows one.
+    RunToEnd(target.empty() ? L"/bin/rm -f " + quotedUnixName(link)
+                            : L"/bin/ln -s " + quotedUnixName(target) + L" " + quotedUnixName(link));
+    const DWORD attributes = ::GetFileAttributesW(link.c_str());
+    return target.empty() ? attributes == INVALID_FILE_ATTRIBUTES
+                          : attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+}
+
 std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix)
 {
     std::vector<DWORD> found;
