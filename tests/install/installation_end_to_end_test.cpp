@@ -278,6 +278,16 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     FileHolder folderHolder;
     ASSERT_TRUE(fileHolder.Hold(inUse));
     ASSERT_TRUE(folderHolder.Hold(x32));
+    // A logged folder and this user's "Programs\\Pixvane 8" made links to
+    // other files, which are neither searched nor left to the restart.
+    const std::wstring frames = MakeScratchFolder(L"frames");
+    const std::wstring othersGroup = MakeScratchFolder(L"group");
+    WriteTextFile(frames + L"\\Classic.png", "theirs");
+    WriteTextFile(othersGroup + L"\\Pixvane 8.lnk", "theirs");
+    RemoveTree(folder + L"\\Effects\\Frames");
+    const std::wstring links[] = {folder + L"\\Effects\\Frames", GetSpecialFolderPath(CSIDL_PROGRAMS) + L"\\Pixvane 8"};
+    ASSERT_TRUE(UnixLink(links[0], frames));
+    ASSERT_TRUE(UnixLink(links[1], othersGroup));
     // Not a member, the keeper holds the list between members.
     COXInstanceManager keeper(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, false);
     ChildProcess stranger;
@@ -314,11 +324,19 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     for (const std::wstring& pending : {inUse, folder + L"\\Languages", x32, folder}) {
         EXPECT_TRUE(IsPendingDeletion(pending)) << pending;
     }
+    EXPECT_EQ(PendingFileRenames().find(L"Frames"), std::wstring::npos) << PendingFileRenames();
 
     fileHolder.Release();
     folderHolder.Release();
     SimulateRestart();
-    EXPECT_EQ(ChangesSinceStart(), Texts{});
+    for (const auto& file : {frames + L"\\Classic.png", othersGroup + L"\\Pixvane 8.lnk"}) {
+        EXPECT_EQ(ReadTextFile(file), "theirs");
+    }
+    for (const auto& link : links) {
+        EXPECT_TRUE(UnixLink(link));
+    }
+    // What held the link stays, like a folder that holds a user's file.
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Effects"}));
 }
 
 TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseAtTheRestart)
@@ -342,15 +360,11 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     WriteTextFile(folder + L"\\My notes.txt", "mine");
     WriteTextFile(folder + L"\\Languages\\Old.lg7", "left by version 7");
     ASSERT_TRUE(FileExists(folder + L"\\PvCapHlp.dll"));
-    // A user's links where a folder of the new version and this user's
-    // "Programs\Pixvane 8" would be: behind them lie other files.
+    // A user's link where a folder of the new version goes: nothing is
+    // written behind it.
     const std::wstring frames = MakeScratchFolder(L"frames");
-    const std::wstring othersGroup = MakeScratchFolder(L"group");
     WriteTextFile(frames + L"\\Classic.png", "theirs");
-    WriteTextFile(othersGroup + L"\\Pixvane 8.lnk", "theirs");
-    const std::wstring links[] = {folder + L"\\Effects\\Frames", programs + L"\\Pixvane 8"};
-    ASSERT_TRUE(UnixLink(links[0], frames));
-    ASSERT_TRUE(UnixLink(links[1], othersGroup));
+    ASSERT_TRUE(UnixLink(folder + L"\\Effects\\Frames", frames));
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
 
@@ -360,6 +374,7 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
     EXPECT_EQ(NamesIn(frames), std::set<std::wstring>{L"Classic.png"});
+    EXPECT_TRUE(UnixLink(folder + L"\\Effects\\Frames"));
     const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
     const std::string installedLog = ReadTextFile(folder + L"\\PxvUnInst.log");
     EXPECT_NE(installedLog.find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
@@ -376,15 +391,8 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
         EXPECT_EQ(file.find(L".new"), std::wstring::npos) << file;
         EXPECT_EQ(file.find(L".old"), std::wstring::npos) << file;
     }
-    // The removal climbs the two-level group to the Programs folder, and
-    // neither searches the links nor leaves them to the restart.
+    // The removal climbs the two-level group to the Programs folder.
     EXPECT_TRUE(RemoveThroughProgramsList());
-    for (const auto& file : {frames + L"\\Classic.png", othersGroup + L"\\Pixvane 8.lnk"}) {
-        EXPECT_EQ(ReadTextFile(file), "theirs");
-    }
-    for (const auto& link : links) {
-        EXPECT_TRUE(UnixLink(link));
-    }
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 }
 

@@ -138,12 +138,17 @@ bool UnixLink(const std::wstring& link, const std::wstring& target)
         ::HeapFree(::GetProcessHeap(), 0, name);
         return L"\"" + std::wstring(text.begin(), text.end()) + L"\"";
     };
-    // Wine starts a Unix program as it would a Windows one.
+    // Wine starts a Unix program as it would a Windows one, but its end is
+    // not told: the link is watched instead.
     RunToEnd(target.empty() ? L"/bin/rm -f " + quotedUnixName(link)
                             : L"/bin/ln -s " + quotedUnixName(target) + L" " + quotedUnixName(link));
-    const DWORD attributes = ::GetFileAttributesW(link.c_str());
-    return target.empty() ? attributes == INVALID_FILE_ATTRIBUTES
-                          : attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+    return WaitUntil(
+        [&] {
+            const DWORD attributes = ::GetFileAttributesW(link.c_str());
+            return target.empty() ? attributes == INVALID_FILE_ATTRIBUTES
+                                  : attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
+        },
+        5000);
 }
 
 std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix)
