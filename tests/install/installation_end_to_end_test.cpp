@@ -279,15 +279,19 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     ASSERT_TRUE(fileHolder.Hold(inUse));
     ASSERT_TRUE(folderHolder.Hold(x32));
     // A logged folder and this user's "Programs\\Pixvane 8" made links to
-    // other files, which are neither searched nor left to the restart.
+    // other files, and a link put into the common group: none is searched or
+    // left to the restart.
     const std::wstring frames = MakeScratchFolder(L"frames");
     const std::wstring othersGroup = MakeScratchFolder(L"group");
     WriteTextFile(frames + L"\\Classic.png", "theirs");
     WriteTextFile(othersGroup + L"\\Pixvane 8.lnk", "theirs");
     RemoveTree(folder + L"\\Effects\\Frames");
-    const std::wstring links[] = {folder + L"\\Effects\\Frames", GetSpecialFolderPath(CSIDL_PROGRAMS) + L"\\Pixvane 8"};
-    ASSERT_TRUE(UnixLink(links[0], frames));
-    ASSERT_TRUE(UnixLink(links[1], othersGroup));
+    const std::wstring commonGroup = GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8";
+    const std::wstring links[] = {folder + L"\\Effects\\Frames", GetSpecialFolderPath(CSIDL_PROGRAMS) + L"\\Pixvane 8",
+                                  commonGroup + L"\\Extras"};
+    for (const auto& [link, target] : {std::pair{links[0], frames}, {links[1], othersGroup}, {links[2], frames}}) {
+        ASSERT_TRUE(UnixLink(link, target));
+    }
     // Not a member, the keeper holds the list between members.
     COXInstanceManager keeper(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, false);
     ChildProcess stranger;
@@ -324,7 +328,9 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     for (const std::wstring& pending : {inUse, folder + L"\\Languages", x32, folder}) {
         EXPECT_TRUE(IsPendingDeletion(pending)) << pending;
     }
-    EXPECT_EQ(PendingFileRenames().find(L"Frames"), std::wstring::npos) << PendingFileRenames();
+    for (const wchar_t* link : {L"Frames", L"Extras"}) {
+        EXPECT_EQ(PendingFileRenames().find(link), std::wstring::npos) << PendingFileRenames();
+    }
 
     fileHolder.Release();
     folderHolder.Release();
@@ -335,8 +341,8 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     for (const auto& link : links) {
         EXPECT_TRUE(UnixLink(link));
     }
-    // What held the link stays, like a folder that holds a user's file.
-    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Effects"}));
+    // What held a link stays, like a folder that holds a user's file.
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Effects", L"+ " + commonGroup}));
 }
 
 TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseAtTheRestart)
