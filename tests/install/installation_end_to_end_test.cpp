@@ -278,19 +278,20 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     FileHolder folderHolder;
     ASSERT_TRUE(fileHolder.Hold(inUse));
     ASSERT_TRUE(folderHolder.Hold(x32));
-    // A logged folder and this user's "Programs\\Pixvane 8" made links to
-    // other files, and a link put into the common group: none is searched or
-    // left to the restart.
+    // A logged folder, a folder a logged pattern matches, the common group
+    // and this user's "Programs\Pixvane 8" made links to other files: none
+    // is searched or left to the restart, no shortcut is deleted through one.
     const std::wstring frames = MakeScratchFolder(L"frames");
     const std::wstring othersGroup = MakeScratchFolder(L"group");
     WriteTextFile(frames + L"\\Classic.png", "theirs");
     WriteTextFile(othersGroup + L"\\Pixvane 8.lnk", "theirs");
-    RemoveTree(folder + L"\\Effects\\Frames");
     const std::wstring commonGroup = GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8";
-    const std::wstring links[] = {folder + L"\\Effects\\Frames", GetSpecialFolderPath(CSIDL_PROGRAMS) + L"\\Pixvane 8",
-                                  commonGroup + L"\\Extras"};
-    for (const auto& [link, target] : {std::pair{links[0], frames}, {links[1], othersGroup}, {links[2], frames}}) {
-        ASSERT_TRUE(UnixLink(link, target));
+    RemoveTree(folder + L"\\Effects\\Frames");
+    RemoveTree(commonGroup);
+    const std::wstring links[] = {folder + L"\\Effects\\Frames", folder + L"\\Effects\\Extras.pvf", commonGroup,
+                                  GetSpecialFolderPath(CSIDL_PROGRAMS) + L"\\Pixvane 8"};
+    for (size_t i = 0; i < std::size(links); ++i) {
+        ASSERT_TRUE(UnixLink(links[i], i < 2 ? frames : othersGroup));
     }
     // Not a member, the keeper holds the list between members.
     COXInstanceManager keeper(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, false);
@@ -342,7 +343,7 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
         EXPECT_TRUE(UnixLink(link));
     }
     // What held a link stays, like a folder that holds a user's file.
-    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Effects", L"+ " + commonGroup}));
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Effects"}));
 }
 
 TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseAtTheRestart)
