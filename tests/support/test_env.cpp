@@ -129,26 +129,16 @@ int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
 
 bool UnixLink(const std::wstring& link, const std::wstring& target)
 {
-    using UnixName = char*(CDECL*)(const wchar_t*);
-    const auto unixName = reinterpret_cast<UnixName>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
-    const auto quotedUnixName = [&](const std::wstring& path) {
-        char* name = unixName(path.c_str());
-        const std::string text = name ? name : "";
-        ::HeapFree(::GetProcessHeap(), 0, name);
-        return L"\"" + std::wstring(text.begin(), text.end()) + L"\"";
+    const auto unixName = reinterpret_cast<char* (*)(const wchar_t*)>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    const auto quoted = [&](const std::wstring& path) {
+        const std::string name = unixName(path.c_str());  // a few bytes left to the test's end
+        return L"\"" + std::wstring(name.begin(), name.end()) + L"\"";
     };
-    // Wine starts a Unix program as it would a Windows one, but its end is
-    // not told: the link is watched instead.
-    RunToEnd(target.empty() ? L"/bin/rm -f " + quotedUnixName(link)
-                            : L"/bin/ln -s " + quotedUnixName(target) + L" " + quotedUnixName(link));
-    return WaitUntil(
-        [&] {
-            const DWORD attributes = ::GetFileAttributesW(link.c_str());
-            return target.empty() ? attributes == INVALID_FILE_ATTRIBUTES
-                                  : attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT);
-        },
-        5000);
+    // Wine starts a Unix program like a Windows one but does not tell its
+    // end: the link is watched instead.
+    RunToEnd(target.empty() ? L"/bin/rm " + quoted(link) : L"/bin/ln -s " + quoted(target) + L" " + quoted(link));
+    return WaitUntil([&] { return FolderExists(link) != target.empty(); }, 5000);
 }
 
 std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix)
