@@ -4,6 +4,7 @@
 #include "install/install_text.h"
 #include "system/diagnostic_log.h"
 #include "system/handles.h"
+#include "system/links.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "uninstall/deferred_delete.h"
@@ -38,10 +39,17 @@ std::wstring ParentOfDestination(std::wstring destination)
     return last == std::wstring::npos ? std::wstring() : destination.substr(0, last);
 }
 
+// Whether the body names a place ours to write: inside its base, and not
+// in or below a junction or link that someone put where our folder was.
+bool IsOursToWrite(const CopyBody& body, const std::wstring& targetBase)
+{
+    return IsConfinedCopyBody(body) &&
+           !LeadsThroughLink(FolderOf(JoinPath(targetBase, body.target.value_or(body.source))));
+}
+
 void CopyBodyInto(const CopyBody& body, const std::wstring& targetBase)
 {
-    // A name reaching outside its base is never ours to write.
-    if (!IsConfinedCopyBody(body)) {
+    if (!IsOursToWrite(body, targetBase)) {
         return;
     }
     const std::wstring& source = g_installState.sourceFolder;
@@ -86,16 +94,16 @@ void DeployLine(std::wstring_view line, bool wow64)
         }
     } else if (MatchLogPrefix(line, kFileCopyIndPrefix, body)) {
         const CopyBody copy = SplitCopyBody(body);
-        if (!IsConfinedCopyBody(copy)) {
+        if (!IsOursToWrite(copy, destination)) {
             return;
         }
         if (portable || !SystemSuppliesLibrary(copy.source, destination)) {
             CopyBodyInto(copy, destination);
         }
     } else if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
-        if (IsConfinedRelativeName(body)) {
+        const std::wstring folder = destination + L"\\" + std::wstring(body);
+        if (IsConfinedRelativeName(body) && !LeadsThroughLink(folder)) {
             // Only the last level; an existing folder is as good as a new one.
-            const std::wstring folder = destination + L"\\" + std::wstring(body);
             DiagResult(::CreateDirectoryW(folder.c_str(), nullptr), L"make folder ", folder);
         }
     }

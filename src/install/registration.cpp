@@ -75,7 +75,6 @@ bool WriteRegDword(HKEY hive, const wchar_t* keyPath, const wchar_t* name, DWORD
 void RegisterProduct()
 {
     const HKEY hklm = HKEY_LOCAL_MACHINE;
-    const HKEY hkcr = HKEY_CLASSES_ROOT;
     const InstallState& state = g_installState;
     const std::wstring& folder = state.destinationFolder;
     const std::wstring exe = folder + L"\\" + kProductExe;
@@ -89,14 +88,16 @@ void RegisterProduct()
     // administrator rights they all fail, and the installation goes on.
     WriteRegString(hklm, kProductKey, L"AllUsers", state.kind == AllUsers ? L"B" : L"A");
     WriteRegString(hklm, kProductKey, L"Path", folder);
-    WriteRegString(hkcr, L"Pixvane.8\\shell\\open\\command", nullptr, open);
+    // The classes are the machine's, named outright: HKCR would send a write
+    // to the user's own classes wherever the user has made the key first.
+    WriteRegString(hklm, L"SOFTWARE\\Classes\\Pixvane.8\\shell\\open\\command", nullptr, open);
     const wchar_t* progId = ProductProgId();
     for (const FileAssociation& association : g_associationTable) {
         WriteRegString(hklm, kFileAssociationsKey, association.extension, progId);
     }
     WriteRegString(hklm, L"SOFTWARE\\RegisteredApplications", L"Pixvane.8", kCapabilitiesKey);
-    WriteRegString(hkcr, L".pv8lic", nullptr, L"Pixvane8.License");
-    WriteRegString(hkcr, L"Pixvane8.License\\shell\\open\\command", nullptr, open);
+    WriteRegString(hklm, L"SOFTWARE\\Classes\\.pv8lic", nullptr, L"Pixvane8.License");
+    WriteRegString(hklm, L"SOFTWARE\\Classes\\Pixvane8.License\\shell\\open\\command", nullptr, open);
     WriteRegString(hklm, kAppPathsKey, nullptr, exe);
     WriteRegString(hklm, kAppPathsKey, L"Path", folder);
     WriteRegString(hklm, kUninstallKey, L"Contact", L"Support");
@@ -114,7 +115,7 @@ void RegisterProduct()
     // always been written, and the programs list copes with it.
     WriteRegString(hklm, kUninstallKey, L"UninstallString", folder + L"\\PxvUnInst.exe");
     WriteRegString(hklm, kUninstallKey, L"URLInfoAbout", kMakerHomePage);
-    WriteRegString(hkcr, L"Applications\\Pixvn8.exe\\shell\\open\\command", nullptr, open);
+    WriteRegString(hklm, L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe\\shell\\open\\command", nullptr, open);
 
     const std::wstring handler = ThumbnailHandlerPath(folder);
     if (handler.size() > 4) {

@@ -17,7 +17,10 @@ namespace {
 
 constexpr wchar_t kProductKey[] = L"SOFTWARE\\Quorvex\\Pixvane 8";
 constexpr wchar_t kAppPathKey[] = L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe";
-constexpr wchar_t kLicenceCommandKey[] = L"Pixvane8.License\\shell\\open\\command";
+// The machine's class, not HKCR: there a key the user made in his own
+// classes would name the folder where the elevated installer reads a log and
+// deletes what it says.
+constexpr wchar_t kLicenceCommandKey[] = L"SOFTWARE\\Classes\\Pixvane8.License\\shell\\open\\command";
 
 // version.dll is not one of the libraries Windows always takes from the
 // system folder. Imported by name, it would be loaded before any of our code
@@ -114,7 +117,7 @@ std::wstring FindEarlierInstallFolder()
         folder = FolderBeforeProductExe(ReadRegString(HKEY_LOCAL_MACHINE, kAppPathKey, nullptr), false);
     }
     if (folder.empty()) {
-        const std::wstring command = ReadRegString(HKEY_CLASSES_ROOT, kLicenceCommandKey, nullptr);
+        const std::wstring command = ReadRegString(HKEY_LOCAL_MACHINE, kLicenceCommandKey, nullptr);
         if (!command.empty()) {
             folder = FolderBeforeProductExe(command, true);
         }

@@ -2,6 +2,7 @@
 
 #include "system/diagnostic_log.h"
 #include "system/handles.h"
+#include "system/links.h"
 #include "system/path_text.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/install_log.h"
@@ -23,7 +24,12 @@ bool CanClimbTo(const std::wstring& folder)
 void RemoveMadeFolderAndEmptyParents(std::wstring folder)
 {
     // Whatever refuses to go (a user's file, a folder already gone) ends the
-    // climb and stays; group folders are never left to the restart.
+    // climb and stays; group folders are never left to the restart. A group
+    // that is, or lies below, a link is someone else's: not even its empty
+    // parents go. The parents are on that way, so one look covers the climb.
+    if (LeadsThroughLink(folder)) {
+        return;
+    }
     while (CanClimbTo(folder) && DiagResult(::RemoveDirectoryW(folder.c_str()), L"remove folder ", folder)) {
         folder = ParentFolder(folder);
     }
@@ -54,7 +60,7 @@ void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
     std::wstring_view rest;
     while (log.ReadLine(line)) {
         const std::wstring link = MatchLogPrefix(line, kShellLinkPrefix, rest) ? DecodeLoggedPath(rest) : L"";
-        if (IsShortcutFileName(link)) {
+        if (IsShortcutFileName(link) && !LeadsThroughLink(FolderOf(link))) {
             // a shortcut that will not go stays, unscheduled
             DiagResult(::DeleteFileW(link.c_str()), L"delete shortcut ", link);
         }
@@ -106,7 +112,8 @@ void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& productF
     while (log.ReadLine(line)) {
         if (MatchLogPrefix(line, kMakeDirPrefix, rest) && IsConfinedRelativeName(rest)) {
             const std::wstring folder = productFolder + L"\\" + std::wstring(rest);
-            if (!DiagResult(::RemoveDirectoryW(folder.c_str()), L"remove folder ", folder)) {
+            // A folder replaced by a link is not ours, nor is what lies behind it.
+            if (!LeadsThroughLink(folder) && !DiagResult(::RemoveDirectoryW(folder.c_str()), L"remove folder ", folder)) {
                 DeleteAtRestart(folder.c_str());  // result unused: nothing more can be done
             }
         }
@@ -115,8 +122,13 @@ void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& productF
 
 void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
 {
+    const std::wstring pattern = JoinPath(folder, name);
+    // Through a junction or link the search would find files that are not ours.
+    if (LeadsThroughLink(FolderOf(pattern))) {
+        return;
+    }
     WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW(JoinPath(folder, name).c_str(), &found));
+    UniqueFindHandle search(::FindFirstFileW(pattern.c_str(), &found));
     if (!search) {
         return;
     }
@@ -126,9 +138,17 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
     const std::wstring base =
         JoinPath(folder, lastBackslash == std::wstring::npos ? std::wstring() : name.substr(0, lastBackslash + 1));
     do {
+        const std::wstring path = base + found.cFileName;
+        // A linked folder is neither emptied nor left to the restart; a
+        // linked file goes as a link, its target untouched.
+        if (IsLink(found)) {
+            if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) {
+                ::DeleteFileW(path.c_str());  // a link that will not go stays, unscheduled
+            }
+            continue;
+        }
         // "." and ".." and matching folders are not skipped: they fail the
         // deletion and are left to the restart like a file in use.
-        const std::wstring path = base + found.cFileName;
         ClearReadOnlyAndHidden(path);
         if (!DiagResult(::DeleteFileW(path.c_str()), L"delete ", path)) {
             DeleteAtRestart(path.c_str());  // result unused: nothing more can be done

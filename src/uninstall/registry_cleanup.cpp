@@ -62,14 +62,23 @@ bool NamesProduct(const wchar_t* association)
     return std::wcsstr(association, kProductExe) != nullptr;
 }
 
-// The product's settings and its application class, relative to one user's
-// key under HKU. Results ignored: what cannot be deleted stays.
+// The document and licence-file classes the product registers, under a
+// "Classes" key.
+constexpr const wchar_t* kProductClasses[] = {L"PV8.Document", L".pv8lic", L"Pixvane8.License", L"Pixvane.8"};
+
+// The product's settings and classes, relative to one user's key under HKU.
+// Registration writes the classes for the machine only, so a user's copy was
+// made by someone else, yet it would still show in that user's HKCR.
+// Results ignored: what cannot be deleted stays.
 void RemoveUserEntries(HKEY userRoot, const std::wstring& productKey, const std::wstring& makerKey,
                        const std::wstring& applicationKey)
 {
     DeleteRegistryTree(userRoot, productKey.c_str());
     DeleteRegistryKeyIfEmpty(userRoot, makerKey.c_str());
     DeleteRegistryTree(userRoot, applicationKey.c_str());
+    for (const wchar_t* productClass : kProductClasses) {
+        DeleteRegistryTree(userRoot, (L"SOFTWARE\\Classes\\" + std::wstring(productClass)).c_str());
+    }
 }
 
 // Removes subkey below parentPath of root; parentPath is opened with the
@@ -143,8 +152,10 @@ void RemoveRegistration(const wchar_t* maker, const wchar_t* product, const wcha
     // a profile that refuses access keeps its entries.
     ForEachUserKey(KEY_ALL_ACCESS, [&](HKEY user) { RemoveUserEntries(user, productKey, makerKey, applicationKey); });
 
-    for (const wchar_t* productClass : {L"PV8.Document", L".pv8lic", L"Pixvane8.License", L"Pixvane.8"}) {
-        DeleteRegistryTree(HKEY_CLASSES_ROOT, productClass);
+    // The machine's classes by name: through HKCR a user's copy would go in
+    // their place.
+    for (const wchar_t* productClass : kProductClasses) {
+        DeleteRegistryTree(HKEY_LOCAL_MACHINE, (L"SOFTWARE\\Classes\\" + std::wstring(productClass)).c_str());
     }
 
     // The uninstall entry holds values only, so one deletion takes it.

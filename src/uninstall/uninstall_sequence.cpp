@@ -3,6 +3,7 @@
 #include "app/product_names.h"
 #include "system/diagnostic_log.h"
 #include "system/handles.h"
+#include "system/links.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "system/user_keys.h"
@@ -56,20 +57,23 @@ void RemoveLoggedItems(const std::wstring& productFolder)
 // system reads as a single separator.
 void RemoveProductFolders(const std::wstring& productFolder)
 {
+    // A folder that is, or lies below, a link is not ours: it is neither
+    // removed nor left to the restart.
     const std::wstring x64Folder = productFolder + L"\\x64";
-    if (!DiagResult(::RemoveDirectoryW(x64Folder.c_str()), L"remove folder ", x64Folder)) {
+    if (!LeadsThroughLink(x64Folder) && !DiagResult(::RemoveDirectoryW(x64Folder.c_str()), L"remove folder ", x64Folder)) {
         DeleteAtRestart(x64Folder.c_str());  // registered even when it does not exist
     }
 
     const std::wstring x32Folder = productFolder + L"\\x32";
-    if (!DiagResult(::RemoveDirectoryW(x32Folder.c_str()), L"remove folder ", x32Folder) && PathExists(x32Folder)) {
+    if (!LeadsThroughLink(x32Folder) && !DiagResult(::RemoveDirectoryW(x32Folder.c_str()), L"remove folder ", x32Folder) &&
+        PathExists(x32Folder)) {
         DeleteAtRestart(x32Folder.c_str());
     }
 
     // Whether the product folder waits for the restart is decided by the x32
     // folder, not by the product folder itself: without a surviving x32
     // folder a product folder that still holds something is left in place.
-    if (!DiagResult(::RemoveDirectoryW(productFolder.c_str()), L"remove folder ", productFolder) &&
+    if (!LeadsThroughLink(x32Folder) && !DiagResult(::RemoveDirectoryW(x32Folder.c_str()), L"remove folder ", x32Folder) &&
         PathExists(x32Folder)) {
         DeleteAtRestart(productFolder.c_str());
     }
@@ -81,7 +85,7 @@ void RemoveProductFolders(const std::wstring& productFolder)
             folder.pop_back();
         }
         const std::wstring parent = ParentFolder(folder);
-        if (!::RemoveDirectoryW(parent.c_str())) {
+        if (!LeadsThroughLink(parent) && !::RemoveDirectoryW(parent.c_str())) {
             DeleteAtRestart(parent.c_str());
         }
     }
@@ -100,8 +104,11 @@ void RemoveProductShortcuts(const std::wstring& startup, const std::wstring& des
     }
     if (!programs.empty()) {
         const std::wstring group = programs + L"\\" + kProductName + L"\\";
-        DeleteMatchingFiles(group, L"*.*");
-        DiagResult(::RemoveDirectoryW(group.c_str()), L"remove folder ", group);  // stays when something else is in it
+        DeleteMatchingFiles(group, L"*.*");  // nothing when the group is a link
+        if (!LeadsThroughLink(group)) {
+            // stays when something else is in it
+            DiagResult(::RemoveDirectoryW(group.c_str()), L"remove folder ", group);
+        }
     }
 }
 

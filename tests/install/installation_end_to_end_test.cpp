@@ -156,7 +156,9 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
                                     {HKEY_LOCAL_MACHINE, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
                                     {HKEY_CURRENT_USER, L"SOFTWARE\\Mozilla\\NativeMessagingHosts\\pixvff"},
                                     {HKEY_USERS, kOtherUser + L"SOFTWARE\\Quorvex\\Pixvane 8\\Settings"},
-                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"}}) {
+                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Applications\\Pixvn8.exe"},
+                                    {HKEY_USERS, kOtherUser + L"SOFTWARE\\Classes\\Pixvane.8\\shell"},
+                                    {HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License\\shell\\open\\command"}}) {
         SetRegString(root, key, nullptr, folder);
     }
     SetRegString(HKEY_CURRENT_USER, L"SOFTWARE\\Quorvex", L"LastProduct", L"Pixvane 8");  // values only, above
@@ -295,6 +297,20 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     FileHolder folderHolder;
     ASSERT_TRUE(fileHolder.Hold(inUse));
     ASSERT_TRUE(folderHolder.Hold(x32));
+    // A logged folder, a folder a logged pattern matches, the common group
+    // and this user's "Programs\Pixvane 8" made links to other files: none
+    // is searched or left to the restart, no shortcut is deleted through one.
+    const std::wstring others = MakeScratchFolder(L"others");
+    WriteTextFile(others + L"\\Classic.png", "theirs");
+    WriteTextFile(others + L"\\Pixvane 8.lnk", "theirs");
+    const std::wstring commonGroup = GetSpecialFolderPath(CSIDL_COMMON_PROGRAMS) + L"\\Pixvane 8";
+    RemoveTree(folder + L"\\Effects\\Frames");
+    RemoveTree(commonGroup);
+    const std::wstring links[] = {folder + L"\\Effects\\Frames", folder + L"\\Effects\\Extras.pvf", commonGroup,
+                                  GetSpecialFolderPath(CSIDL_PROGRAMS) + L"\\Pixvane 8"};
+    for (const auto& link : links) {
+        ASSERT_TRUE(UnixLink(link, others));
+    }
     // Not a member, the keeper holds the list between members.
     COXInstanceManager keeper(kPixvaneInstanceRegistry, kPixvaneAdditionalAreaBytes, false);
     ChildProcess stranger;
@@ -332,6 +348,9 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     for (const std::wstring& pending : {inUse, folder + L"\\Languages", x32, folder}) {
         EXPECT_TRUE(IsPendingDeletion(pending)) << pending;
     }
+    for (const auto& link : links) {
+        EXPECT_FALSE(IsPendingDeletion(link)) << link;
+    }
     const std::string diagnosed = ReadTextFile(diagnostics);
     for (const std::string& event : std::vector<std::string>{
              "end running copy " + std::to_string(product.Id()) + ": done\r\n",
@@ -343,7 +362,13 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     fileHolder.Release();
     folderHolder.Release();
     SimulateRestart();
-    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Pixvane.pv8lic",
+    EXPECT_EQ(NamesIn(others), (std::set<std::wstring>{L"Classic.png", L"Pixvane 8.lnk"}));
+    for (const auto& link : links) {
+        EXPECT_TRUE(UnixLink(link));
+    }
+    // What held a link stays, like a folder that holds a user's file; so do
+    // the settings and the licence that came from beside the package.
+    EXPECT_EQ(ChangesSinceStart(), (Texts{L"+ " + folder, L"+ " + folder + L"\\Effects", L"+ " + folder + L"\\Pixvane.pv8lic",
                                           L"+ " + folder + L"\\Pixvn8.ini", L"+ " + folder + L"\\Pixvn8.reg"}));
 }
 
@@ -371,6 +396,11 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     WriteTextFile(folder + L"\\My notes.txt", "mine");
     WriteTextFile(folder + L"\\Languages\\Old.lg7", "left by version 7");
     ASSERT_TRUE(FileExists(folder + L"\\PvCapHlp.dll"));
+    // A user's link where a folder of the new version goes: nothing is
+    // written behind it.
+    const std::wstring frames = MakeScratchFolder(L"frames");
+    WriteTextFile(frames + L"\\Classic.png", "theirs");
+    ASSERT_TRUE(UnixLink(folder + L"\\Effects\\Frames", frames));
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
     // Another program has the earlier thumbnail handler loaded: renameable,
@@ -402,6 +432,8 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     // Only the earlier list names it, and the new list does not retire it.
     EXPECT_TRUE(FileExists(folder + L"\\Tips81.txt"));
     EXPECT_FALSE(FileExists(earlierLink));
+    EXPECT_EQ(NamesIn(frames), std::set<std::wstring>{L"Classic.png"});
+    EXPECT_TRUE(UnixLink(folder + L"\\Effects\\Frames"));
     const std::string installedLog = ReadTextFile(folder + L"\\PxvUnInst.log");
     EXPECT_NE(installedLog.find("Made Dir: " + Narrow(group) + "\r\n"), std::string::npos);
     EXPECT_NE(installedLog.find("Shell Link: " + Narrow(startupLink) + "\r\n"), std::string::npos);

@@ -10,6 +10,7 @@
 #include "install/installation.h"
 #include "install/registration.h"
 #include "install/shortcuts.h"
+#include "install/version_checks.h"
 #include "support/machine_snapshot.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
@@ -398,8 +399,18 @@ TEST(RegisterProduct, WritesEveryEntryAndRemovalTakesThemAllBack)
     g_installState.packageVersion = {8, 1, 5, 0};
     // Windows has this key, which registration writes into and removal leaves.
     SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Other.Viewer", L"SOFTWARE\\Other");
+    // Windows merges the user's classes into HKCR: where the user has a key,
+    // reads and writes go there. Wine does not, so here HKCR is the user's
+    // classes, where a licence class names another folder.
+    SetRegString(HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License\\shell\\open\\command", nullptr,
+                 L"\"C:\\pxtest\\elsewhere\\Pixvn8.exe\" \"%1\"");
+    UniqueRegKey userClasses;
+    ::RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Classes", 0, KEY_ALL_ACCESS, userClasses.Put());
+    ASSERT_EQ(::RegOverridePredefKey(HKEY_CLASSES_ROOT, userClasses.Get()), 0);
+    EXPECT_EQ(FindEarlierInstallFolder(), L"");
+    DeleteRegTree(HKEY_CURRENT_USER, L"Software\\Classes\\Pixvane8.License");
     const MachineSnapshot before = TakeMachineSnapshot(false);
-    const std::wstring thumbShellEx = L".pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
+    const std::wstring thumbShellEx = L"SOFTWARE\\Classes\\.pvi\\ShellEx\\{e357fccd-a995-4576-b01f-234630154e96}";
 
     for (const auto& windows : cases) {
         SCOPED_TRACE(std::to_string(windows.major) + "." + std::to_string(windows.minor));
@@ -409,7 +420,7 @@ TEST(RegisterProduct, WritesEveryEntryAndRemovalTakesThemAllBack)
 
         RegisterProduct();
         // regsvr32 is not waited for; its last key says it is done.
-        ASSERT_TRUE(WaitUntil([&] { return RegKeyExists(HKEY_CLASSES_ROOT, thumbShellEx); }, 20000));
+        ASSERT_TRUE(WaitUntil([&] { return RegKeyExists(HKEY_LOCAL_MACHINE, thumbShellEx); }, 20000));
         const std::wstring product = L"HKLM\\SOFTWARE\\Quorvex\\Pixvane 8\\";
         const std::wstring classes = L"HKLM\\SOFTWARE\\Classes\\";
         const std::wstring uninstall = L"HKLM\\SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall\\Pixvane 8\\|";
@@ -441,7 +452,7 @@ TEST(RegisterProduct, WritesEveryEntryAndRemovalTakesThemAllBack)
             clsid + L"|@ = REG_SZ:Pixvane 8 Thumbnail Handler",
             clsid + L"InprocServer32\\|@ = REG_SZ:" + folder + L"\\" + windows.handler,
             clsid + L"InprocServer32\\|ThreadingModel = REG_SZ:Apartment",
-            classes + thumbShellEx + L"\\|@ = REG_SZ:" + windows.clsid,
+            L"HKLM\\" + thumbShellEx + L"\\|@ = REG_SZ:" + windows.clsid,
         };
         for (const wchar_t* extension : {L".bmp", L".dib", L".gif", L".jpg", L".jpeg", L".tif", L".tiff", L".png",
                                          L".cmp", L".tga", L".wpg", L".jp2", L".j2k", L".pvi"}) {
@@ -456,10 +467,15 @@ TEST(RegisterProduct, WritesEveryEntryAndRemovalTakesThemAllBack)
         // "+" for a value written that should not be, "-" for one missing.
         EXPECT_EQ(SnapshotChanges(expected, added), std::vector<std::wstring>());
 
+        // The machine's class is the one read back.
+        DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Quorvex\\Pixvane 8");
+        DeleteRegTree(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths\\Pixvn8.exe");
+        EXPECT_EQ(FindEarlierInstallFolder(), folder);
         RemoveRegistration(L"Quorvex", L"Pixvane 8", L"Pixvane 8", L"Pixvn8.exe");
         RestoreFileAssociations();
         RunToEnd(L"regsvr32.exe /s /u \"" + folder + L"\\" + windows.handler + L"\"");
         EXPECT_EQ(SnapshotChanges(before, TakeMachineSnapshot(false)), std::vector<std::wstring>());
     }
     g_osVersion = realVersion;
+    ::RegOverridePredefKey(HKEY_CLASSES_ROOT, nullptr);
 }

@@ -128,6 +128,20 @@ int RunToEnd(const std::wstring& commandLine, DWORD timeoutMs)
     return child.Start(commandLine) ? child.Wait(timeoutMs) : -1;
 }
 
+bool UnixLink(const std::wstring& link, const std::wstring& target)
+{
+    const auto unixName = reinterpret_cast<char* (*)(const wchar_t*)>(reinterpret_cast<void*>(
+        ::GetProcAddress(::GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    const auto quoted = [&](const std::wstring& path) {
+        const std::string name = unixName(path.c_str());  // a few bytes left to the test's end
+        return L"\"" + std::wstring(name.begin(), name.end()) + L"\"";
+    };
+    // Wine starts a Unix program like a Windows one but does not tell its
+    // end: the link is watched instead.
+    RunToEnd(target.empty() ? L"/bin/rm " + quoted(link) : L"/bin/ln -s " + quoted(target) + L" " + quoted(link));
+    return WaitUntil([&] { return FolderExists(link) != target.empty(); }, 5000);
+}
+
 std::vector<DWORD> FindProcesses(const std::wstring& prefix, const std::wstring& suffix, DWORD parentId)
 {
     std::vector<DWORD> found;

@@ -42,6 +42,10 @@ std::set<std::wstring> NamesIn(const std::wstring& folder);
 void RemoveTree(const std::wstring& path);
 // Makes every folder of path.
 void MakeFolders(const std::wstring& path);
+// Makes link a Unix symbolic link to the folder target, as a user could from
+// the Linux side (Windows programs see a reparse point); with no target,
+// removes the link itself. True when that is done.
+bool UnixLink(const std::wstring& link, const std::wstring& target = L"");
 
 // A started program. Ends it on destruction if it is still running.
 class ChildProcess {
