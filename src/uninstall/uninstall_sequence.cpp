@@ -73,8 +73,8 @@ void RemoveProductFolders(const std::wstring& productFolder)
     // Whether the product folder waits for the restart is decided by the x32
     // folder, not by the product folder itself: without a surviving x32
     // folder a product folder that still holds something is left in place.
-    if (!LeadsThroughLink(x32Folder) && !DiagResult(::RemoveDirectoryW(x32Folder.c_str()), L"remove folder ", x32Folder) &&
-        PathExists(x32Folder)) {
+    if (!LeadsThroughLink(productFolder) &&
+        !DiagResult(::RemoveDirectoryW(productFolder.c_str()), L"remove folder ", productFolder) && PathExists(x32Folder)) {
         DeleteAtRestart(productFolder.c_str());
     }
 

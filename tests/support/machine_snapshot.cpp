@@ -121,9 +121,10 @@ void MachineTest::SetUp()
     MachineTest::TearDown();
     SimulateRestart();
     ClearProductCallsLog();
-    // Windows has this key, which registration writes into and removal
-    // leaves; a fresh Wine prefix lacks it.
+    // Windows has these keys, which registration writes into (and a user's
+    // copy of the classes would) and removal leaves; a fresh Wine prefix lacks them.
     SetRegString(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications", L"Other.Viewer", L"SOFTWARE\\Other");
+    SetRegString(HKEY_CURRENT_USER, L"Software\\Classes\\.otherview", nullptr, L"Other.Viewer");
     m_before = TakeMachineSnapshot();
 }
 
