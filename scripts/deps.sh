@@ -5,7 +5,7 @@ packages=(
     cmake ninja-build g++ googletest clang libclang-rt-14-dev
     g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 mingw-w64-x86-64-dev
     wine wine64 xvfb xauth imagemagick pngquant liblnk-utils
-    nsis osslsigncode openssl p7zip-full python3
+    nsis osslsigncode openssl p7zip-full python3 python3-yaml
 )
 missing=()
 for package in "${packages[@]}"; do

@@ -16,6 +16,8 @@
 #   --timestamp URL          a time-stamping server for the signatures
 #   --version A.B.C.D        the package file's version (default: Pixvn8.exe's)
 #   --no-check               pack the folder as it is, list unchecked
+#   --winget DIR --url URL   also write the package manager's manifest for the
+#                            package, to be downloaded from URL, under DIR
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 
@@ -25,6 +27,8 @@ pass_file="${PIXVANE_SIGN_PASS_FILE:-}"
 timestamp=""
 version=""
 check=1
+winget=""
+url=""
 positional=()
 while [ $# -gt 0 ]; do
     case "$1" in
@@ -34,6 +38,8 @@ while [ $# -gt 0 ]; do
         --timestamp) timestamp="$2"; shift 2 ;;
         --version) version="$2"; shift 2 ;;
         --no-check) check=0; shift ;;
+        --winget) winget="$2"; shift 2 ;;
+        --url) url="$2"; shift 2 ;;
         -h|--help) sed -n '2,/^set -e/{/^set -e/d;s/^# \{0,1\}//;p}' "$0"; exit 0 ;;
         -*) echo "package.sh: unknown option $1" >&2; exit 2 ;;
         *) positional+=("$1"); shift ;;
@@ -43,6 +49,10 @@ folder="$(realpath "${positional[0]:-$root/build/win/package}")"
 output="$(realpath -m "${positional[1]:-$root/build/win/Pixvane8-Setup.exe}")"
 if [ -n "$cert$key" ] && { [ -z "$cert" ] || [ -z "$key" ]; }; then
     echo "package.sh: signing needs both --cert and --key" >&2
+    exit 2
+fi
+if [ -n "$winget$url" ] && { [ -z "$winget" ] || [ -z "$url" ]; }; then
+    echo "package.sh: the manifest needs both --winget and --url" >&2
     exit 2
 fi
 [ -d "$folder" ] || { echo "package.sh: no package folder $folder" >&2; exit 2; }
@@ -99,3 +109,6 @@ makensis -V2 -NOCD "${defines[@]}" "$root/src/package/package.nsi"
 mkdir -p "$(dirname "$output")"
 mv "$work/Pixvane8-Setup.exe" "$output.tmp" && mv "$output.tmp" "$output"
 echo "Package: $output ($(stat -c %s "$output") bytes)"
+if [ -n "$winget" ]; then
+    python3 "$root/scripts/winget_manifest.py" "$root" "$stage" "$output" "$url" "$winget"
+fi

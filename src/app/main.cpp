@@ -1,5 +1,6 @@
 #include "app/globals.h"
 #include "app/setup_app.h"
+#include "system/diagnostic_log.h"
 
 #include <exception>
 
@@ -9,7 +10,9 @@ int WINAPI wWinMain(HINSTANCE, HINSTANCE, PWSTR, int)
     try {
         theApp.InitInstance();
     } catch (...) {
+        DiagLog(L"unexpected failure, exit code 1");
         return 1;
     }
+    DiagLog(L"exit code ", ExitCode);
     return ExitCode;
 }

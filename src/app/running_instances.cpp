@@ -2,6 +2,7 @@
 
 #include "app/instance_manager.h"
 #include "app/product_names.h"
+#include "system/diagnostic_log.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
@@ -67,13 +68,14 @@ void CloseInstances(int others)
         // A dead member has no window: the post then lands in our own queue,
         // harmlessly.
         const HWND window = COXInstanceManager::FindInstanceWindow(member);
-        ::PostMessageW(window, WM_CLOSE, kCloseFromSetup, 0);
+        DiagResult(::PostMessageW(window, WM_CLOSE, kCloseFromSetup, 0), L"ask running copy ", member, L" to close");
         ::Sleep(kCloseGraceMs);
         UniqueHandle process(::OpenProcess(PROCESS_TERMINATE | PROCESS_QUERY_LIMITED_INFORMATION, FALSE, member));
         // The identifier of a member that died without leaving may since have
         // gone to an unrelated program: only a proven member is ended.
         if (process && (window || IsMemberProgram(process.Get()))) {
-            ::TerminateProcess(process.Get(), 0);  // already gone is as good as ended
+            // already gone is as good as ended
+            DiagResult(::TerminateProcess(process.Get(), 0), L"end running copy ", member);
         }
     }
 }
@@ -83,6 +85,7 @@ void CloseInstances(int others)
 bool CloseOtherInstances(SetupMode mode, const std::vector<std::wstring>& args)
 {
     const int others = static_cast<int>(g_instanceManager.GetInstanceCount()) - 1;
+    DiagLog(L"other running copies: ", others);
     if (others <= 0) {
         return true;
     }

@@ -1,6 +1,7 @@
 #include "app/self_removal.h"
 
 #include "app/globals.h"
+#include "system/diagnostic_log.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
@@ -53,6 +54,8 @@ void RelaunchForSelfRemoval()
 
     const std::wstring program = QuotedIfBlank(tempFile);
     const std::wstring uninstaller = QuotedIfBlank(ownPath);
+    DiagLog(L"handing over to the second stage: ", program, L" -delself ", uninstaller);
+    HandDiagnosticLogOn();
     if (SilentLevel != 0) {
         _wexecl(tempFile, program.c_str(), L"-delself", uninstaller.c_str(), L"-s", nullptr);
     } else {
@@ -60,6 +63,7 @@ void RelaunchForSelfRemoval()
     }
     // Only reached when the copy could not be started: the uninstaller ends
     // having removed nothing.
+    DiagLog(L"the second stage could not be started: nothing removed");
 }
 
 void RunSelfRemovalCopy(const std::wstring& uninstallerPath)
@@ -75,9 +79,11 @@ void RunSelfRemovalCopy(const std::wstring& uninstallerPath)
         RunAndWait(command.c_str(), installFolder.c_str(), kRegsvr32WaitMs);
     }
 
-    ::DeleteFileW(uninstallerPath.c_str());  // may fail; the file then stays behind
+    // may fail; the file then stays behind
+    DiagResult(::DeleteFileW(uninstallerPath.c_str()), L"delete the first stage ", uninstallerPath);
 
     RunUninstall(installFolder);
+    DiagLog(L"removal done, exit code 0");
 
     if (SilentLevel != 0) {
         std::exit(0);

@@ -2,6 +2,7 @@
 
 #include "install/install_state.h"
 #include "install/install_text.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -61,6 +62,7 @@ bool SystemSuppliesLibrary(const std::wstring& name, const std::wstring& destina
     ::MoveFileW(installed.c_str(), parked.c_str());  // nothing there is the usual case
     UniqueModule module(::LoadLibraryW(name.c_str()));
     ::MoveFileW(parked.c_str(), installed.c_str());
+    DiagLog(L"the system supplies ", name, L": ", module.IsValid());
     return module.IsValid();
 }
 
@@ -93,7 +95,8 @@ void DeployLine(std::wstring_view line, bool wow64)
     } else if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
         if (IsConfinedRelativeName(body)) {
             // Only the last level; an existing folder is as good as a new one.
-            ::CreateDirectoryW((destination + L"\\" + std::wstring(body)).c_str(), nullptr);
+            const std::wstring folder = destination + L"\\" + std::wstring(body);
+            DiagResult(::CreateDirectoryW(folder.c_str(), nullptr), L"make folder ", folder);
         }
     }
 }
@@ -104,6 +107,7 @@ void DeployPackage(const std::wstring& listPath)
 {
     InstallLogReader list(listPath);
     if (!list.IsOpen()) {
+        DiagLog(L"package list not read: ", listPath);
         return;
     }
     const bool wow64 = IsWow64();
@@ -129,9 +133,11 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
     // a name not there searches the whole target folder. When this fails
     // (no source, a target already there) the steps below decide as always.
     if (::CopyFileW(source.c_str(), target.c_str(), TRUE)) {
+        DiagLog(L"copy ", source, L" to ", target, L": done");
         return 1;
     }
     if (!PathExists(source)) {
+        DiagLog(L"copy ", source, L": no such file");
         return 0;
     }
 
@@ -142,7 +148,7 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
     if (attributes != INVALID_FILE_ATTRIBUTES) {
         // Failure shows in the deletion that follows.
         ::SetFileAttributesW(target.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-        if (!::DeleteFileW(target.c_str())) {
+        if (!DiagResult(::DeleteFileW(target.c_str()), L"delete the earlier ", target)) {
             // In use: move it aside for the restart to delete, or else leave
             // the new copy beside it for the restart to put in its place.
             std::wstring old = target + L".old";
@@ -151,19 +157,19 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
                 old += L'2';
                 ::DeleteFileW(old.c_str());  // a stale ".old2" may be gone already
             }
-            if (::MoveFileW(target.c_str(), old.c_str())) {
+            if (DiagResult(::MoveFileW(target.c_str(), old.c_str()), L"in use, move it aside to ", old)) {
                 DeleteAtRestart(old.c_str());
             } else {
                 DeleteAtRestart(target.c_str());
                 const std::wstring fresh = target + L".new";
                 ::DeleteFileW(fresh.c_str());
-                if (::CopyFileW(source.c_str(), fresh.c_str(), FALSE)) {
+                if (DiagResult(::CopyFileW(source.c_str(), fresh.c_str(), FALSE), L"copy ", source, L" to ", fresh)) {
                     ReplaceAtRestart(fresh.c_str(), target.c_str());
                 }
             }
         }
     }
-    return ::CopyFileW(source.c_str(), target.c_str(), FALSE) ? 1 : 0;
+    return DiagResult(::CopyFileW(source.c_str(), target.c_str(), FALSE), L"copy ", source, L" to ", target) ? 1 : 0;
 }
 
 void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFolder, const std::wstring& toFolder)

@@ -10,6 +10,7 @@
 #include "install/shortcuts.h"
 #include "install/version_checks.h"
 #include "licence/licence.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -46,6 +47,11 @@ std::wstring OwnFolder()
     return last == std::wstring::npos ? std::wstring() : own.substr(0, last);
 }
 
+const wchar_t* KindName(int kind)
+{
+    return kind == Portable ? L"portable" : kind == AllUsers ? L"for all users" : L"for the current user";
+}
+
 bool IsDamagedPackage()
 {
     const InstallState& state = g_installState;
@@ -60,6 +66,7 @@ void ReportDamagedPackage()
         return;
     }
     ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
+    DiagLog(L"open the maker's web site ", kMakerHomePage);
     ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
 }
 
@@ -126,6 +133,7 @@ bool CopyFromPackageFolder(const std::wstring& name)
 {
     const InstallState& state = g_installState;
     if (!CopyOneFile(name, state.packageFolder, state.destinationFolder, nullptr)) {
+        DiagLog(L"not beside the package or not copied: ", name);
         return false;
     }
     if (!NeedsWideCharacters(name)) {
@@ -155,6 +163,9 @@ int RunInstallation()
     state.runAfter = options.runAfter;
     state.autostart = options.autostart;
     state.desktopIcon = options.desktopIcon;
+    DiagLog(L"earlier installation folder: ", state.destinationFolder, L"; source folder: ", state.sourceFolder);
+    DiagLog(L"options: ", KindName(state.kind), L", run after ", state.runAfter, L", autostart ", state.autostart,
+            L", desktop icon ", state.desktopIcon, L", folder named: ", options.folder);
     if (!options.folder.empty()) {
         state.destinationFolder = options.folder;
     }
@@ -167,6 +178,7 @@ int RunInstallation()
 
     if (!state.freshInstall) {
         if (!CheckVersions()) {
+            DiagLog(L"declined at the version question");
             return kExitUserDeclined;
         }
         RecoverEarlierChoices();
@@ -174,13 +186,18 @@ int RunInstallation()
         state.packageVersion = ReadFileVersion(state.sourceFolder + L"\\" + kProductExe);
     }
 
+    const FileVersion& version = state.packageVersion;
+    DiagLog(L"package version ", version.major, L".", version.minor, L".", version.third, L".", version.fourth);
+    DiagLog(L"destination ", state.destinationFolder, L", fresh installation ", state.freshInstall);
     if (IsDamagedPackage()) {
+        DiagLog(L"damaged package: no product version or no ", kInstallLogName, L" in ", state.sourceFolder);
         ReportDamagedPackage();
         return kExitDamagedPackage;
     }
 
     if (SilentLevel == 0) {
         if (RunSetupWizard(-1) != IDOK) {
+            DiagLog(L"the wizard was cancelled");
             return kExitUserDeclined;
         }
     } else {
@@ -199,20 +216,28 @@ void PerformInstall()
 {
     InstallState& state = g_installState;
     const std::wstring packageList = state.sourceFolder + L"\\" + kInstallLogName;
+    DiagLog(L"installing into ", state.destinationFolder, L", ", KindName(state.kind), L", group ", state.groupName,
+            L", desktop icon ", state.desktopIcon, L", autostart ", state.autostart);
     if (!state.freshInstall) {
+        DiagLog(L"step: remove what the earlier installation's logs name");
         RemoveEarlierInstallation();
     }
+    DiagLog(L"step: copy what the package list ", packageList, L" names");
     DeployPackage(packageList);
+    DiagLog(L"step: the package list becomes the installed log");
     CopyMatchingFiles(kInstallLogName, state.sourceFolder, state.destinationFolder);
     // The list's own last line may lack its line break.
     AppendLineToFile(InstalledLogPath().c_str(), L"");
 
     if (state.kind != Portable) {
+        DiagLog(L"step: shortcuts");
         MakeShortcuts();
+        DiagLog(L"step: registry entries");
         RegisterProduct();
     }
 
     if (!state.packageFolder.empty()) {
+        DiagLog(L"step: files beside the package in ", state.packageFolder);
         state.settingsSupplied = CopyFromPackageFolder(L"Pixvn8.ini");
         CopyFromPackageFolder(L"Pixvn8.reg");
         for (const auto& licence : LicenceFilesIn(state.packageFolder)) {
@@ -221,6 +246,7 @@ void PerformInstall()
     }
 
     if (state.kind != Portable) {
+        DiagLog(L"step: the product registers itself");
         const std::wstring command = L"\"" + ProductExePath() + L"\" -regonly";
         RunAndWait(command.c_str(), nullptr, 0);
     }
@@ -242,10 +268,13 @@ int FinishInstallation()
             }
             token.Reset();
             // A refused restart is not reported: the replacement then waits for the next one.
-            restartStarted = g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason) != FALSE;
+            restartStarted =
+                DiagResult(g_pfnExitWindowsEx(EWX_REBOOT, kRestartReason), L"start the restart of Windows") != FALSE;
         }
     }
+    DiagLog(L"a file in use waits for the restart: ", g_restartPending != 0);
     if (::GetFileAttributesW(ProductExePath().c_str()) == INVALID_FILE_ATTRIBUTES) {
+        DiagLog(L"no product program in the destination: ", ProductExePath());
         return kExitInstallFailed;
     }
     if (restartStarted) {

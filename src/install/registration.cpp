@@ -2,6 +2,7 @@
 
 #include "app/product_names.h"
 #include "install/install_state.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/services.h"
 #include "ui/resource.h"
@@ -23,9 +24,12 @@ bool WriteValue(HKEY hive, const wchar_t* keyPath, const wchar_t* name, DWORD ty
     UniqueRegKey key;
     if (::RegCreateKeyExW(hive, keyPath, 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_SET_VALUE, nullptr, key.Put(),
                           nullptr) != ERROR_SUCCESS) {
+        DiagLog(L"registry key not made: ", keyPath);
         return false;
     }
-    return ::RegSetValueExW(key.Get(), name, 0, type, static_cast<const BYTE*>(data), bytes) == ERROR_SUCCESS;
+    return DiagStatus(::RegSetValueExW(key.Get(), name, 0, type, static_cast<const BYTE*>(data), bytes),
+                      L"registry write: ", hive == HKEY_CLASSES_ROOT ? L"HKCR\\" : L"HKLM\\", keyPath, L" | ",
+                      name ? name : L"@") == ERROR_SUCCESS;
 }
 
 // Windows 8 lets a program offer its own ProgID in Default Programs; earlier

@@ -6,6 +6,7 @@
 #include "install/install_log_writer.h"
 #include "install/install_state.h"
 #include "licence/licence.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/services.h"
 #include "ui/message_box.h"
@@ -95,7 +96,7 @@ void CreateShortcut(const std::wstring& target, const std::wstring& linkPath, co
     const std::wstring savedPath = linkPath.substr(0, kPathChars);
     // Only a saved link is logged: removal must not go looking for one that
     // was never made.
-    if (SUCCEEDED(file->Save(savedPath.c_str(), TRUE))) {
+    if (DiagResult(SUCCEEDED(file->Save(savedPath.c_str(), TRUE)), L"shortcut ", savedPath, L" to ", target)) {
         AppendToInstalledLog(kShellLinkPrefix, savedPath);
     }
 }
@@ -116,5 +117,6 @@ void OpenClosingWebPage()
     }
     const std::wstring query = ClosingPageQuery(ReadAnsiTextFile(state.destinationFolder + L"\\HomePage.url"));
     const std::wstring address = kInstallScriptAddress + query;
+    DiagLog(L"open the closing web page ", address);
     g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);  // failure not reported
 }

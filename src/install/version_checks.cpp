@@ -2,6 +2,7 @@
 
 #include "app/globals.h"
 #include "install/install_text.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/services.h"
 #include "uninstall/install_log.h"
@@ -167,6 +168,8 @@ bool CheckVersions()
     InstallState& state = g_installState;
     state.installedVersion = ReadFileVersion(state.destinationFolder + L"\\" + kProductExe);
     state.packageVersion = ReadFileVersion(state.sourceFolder + L"\\" + kProductExe);
+    DiagLog(L"installed version ", state.installedVersion.major, L".", state.installedVersion.minor, L".",
+            state.installedVersion.third, L".", state.installedVersion.fourth);
     const FileVersion& installed = state.installedVersion;
     const FileVersion& package = state.packageVersion;
     const uint32_t installedNumber = VersionNumber(installed);

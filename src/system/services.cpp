@@ -1,6 +1,7 @@
 #include "system/services.h"
 
 #include "install/install_state.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 
 #include <shlobj.h>
@@ -95,14 +96,17 @@ void RunAndWait(const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs)
     if (workingFolder[0] == L'\0') {
         workingFolder = nullptr;  // outside an installation: the caller's own folder
     }
-    if (!::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder, &startup,
-                          &process)) {
+    if (!DiagResult(::CreateProcessW(nullptr, writable.data(), nullptr, nullptr, FALSE, 0, nullptr, workingFolder,
+                                     &startup, &process),
+                    L"start ", commandLine, L" in ", workingFolder ? workingFolder : L"the current folder")) {
         return;
     }
     UniqueHandle thread(process.hThread);
     UniqueHandle child(process.hProcess);
     if (waitMs != 0) {
-        ::WaitForSingleObject(child.Get(), waitMs);  // outcome not needed: time-out or end both go on
+        // outcome not needed: time-out or end both go on
+        const bool ended = ::WaitForSingleObject(child.Get(), waitMs) == WAIT_OBJECT_0;
+        DiagLog(L"waited for it: ", ended ? L"ended" : L"not ended");
     }
 }
 

@@ -1,5 +1,6 @@
 #include "uninstall/deferred_delete.h"
 
+#include "system/diagnostic_log.h"
 #include "uninstall/deferred_delete_text.h"
 
 #include <cstdlib>
@@ -36,14 +37,16 @@ int ScheduleDeletionInWininit(const wchar_t* path)
     if (!BuildWininitDeletionBlock(std::wstring_view(section.data(), section.size()), used, path, block)) {
         EndProcessOnRangeCheckFailure();
     }
-    return ::WritePrivateProfileSectionW(kWininitSection, block.c_str(), kWininitFile);
+    return DiagResult(::WritePrivateProfileSectionW(kWininitSection, block.c_str(), kWininitFile),
+                      L"delete at the restart through WININIT.INI: ", path);
 }
 
 }  // namespace
 
 int DeleteAtRestart(const wchar_t* path)
 {
-    if (const BOOL moved = g_pfnMoveFileExW(path, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT)) {
+    if (const BOOL moved = DiagResult(g_pfnMoveFileExW(path, nullptr, MOVEFILE_DELAY_UNTIL_REBOOT),
+                                      L"delete at the restart: ", path)) {
         return moved;
     }
     return ScheduleDeletionInWininit(path);
@@ -51,7 +54,8 @@ int DeleteAtRestart(const wchar_t* path)
 
 int ReplaceAtRestart(const wchar_t* source, const wchar_t* destination)
 {
-    int result = g_pfnMoveFileExW(source, destination, MOVEFILE_DELAY_UNTIL_REBOOT);
+    int result = DiagResult(g_pfnMoveFileExW(source, destination, MOVEFILE_DELAY_UNTIL_REBOOT),
+                            L"at the restart ", source, L" replaces ", destination);
     if (!result) {
         // The old mechanism is given the new copy to delete, not the move over
         // the destination: long-standing behaviour, kept on purpose.

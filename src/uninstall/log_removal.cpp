@@ -1,5 +1,6 @@
 #include "uninstall/log_removal.h"
 
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "uninstall/deferred_delete.h"
@@ -23,7 +24,7 @@ void RemoveMadeFolderAndEmptyParents(std::wstring folder)
 {
     // Whatever refuses to go (a user's file, a folder already gone) ends the
     // climb and stays; group folders are never left to the restart.
-    while (CanClimbTo(folder) && ::RemoveDirectoryW(folder.c_str())) {
+    while (CanClimbTo(folder) && DiagResult(::RemoveDirectoryW(folder.c_str()), L"remove folder ", folder)) {
         folder = ParentFolder(folder);
     }
 }
@@ -45,6 +46,7 @@ void ClearReadOnlyAndHidden(const std::wstring& path)
 void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
 {
     InstallLogReader log(logPath);
+    DiagLog(L"shortcuts and folders named in ", logPath, L", log read: ", log.IsOpen());
     if (!log.IsOpen()) {
         return;
     }
@@ -52,7 +54,8 @@ void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
     std::wstring_view rest;
     while (log.ReadLine(line)) {
         if (MatchLogPrefix(line, kShellLinkPrefix, rest) && IsShortcutFileName(rest)) {
-            ::DeleteFileW(std::wstring(rest).c_str());  // a shortcut that will not go stays, unscheduled
+            // a shortcut that will not go stays, unscheduled
+            DiagResult(::DeleteFileW(std::wstring(rest).c_str()), L"delete shortcut ", rest);
         }
     }
     log.Rewind();
@@ -66,6 +69,8 @@ void RemoveLoggedLinksAndFolders(const std::wstring& logPath)
 void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& productFolder, const wchar_t* onlyPrefix)
 {
     InstallLogReader log(logPath);
+    DiagLog(L"files named in ", logPath, onlyPrefix ? L" on lines " : L"", onlyPrefix ? onlyPrefix : L"",
+            L", log read: ", log.IsOpen());
     if (!log.IsOpen()) {
         return;
     }
@@ -100,7 +105,7 @@ void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& productF
     while (log.ReadLine(line)) {
         if (MatchLogPrefix(line, kMakeDirPrefix, rest) && IsConfinedRelativeName(rest)) {
             const std::wstring folder = productFolder + L"\\" + std::wstring(rest);
-            if (!::RemoveDirectoryW(folder.c_str())) {
+            if (!DiagResult(::RemoveDirectoryW(folder.c_str()), L"remove folder ", folder)) {
                 DeleteAtRestart(folder.c_str());  // result unused: nothing more can be done
             }
         }
@@ -124,7 +129,7 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
         // deletion and are left to the restart like a file in use.
         const std::wstring path = base + found.cFileName;
         ClearReadOnlyAndHidden(path);
-        if (!::DeleteFileW(path.c_str())) {
+        if (!DiagResult(::DeleteFileW(path.c_str()), L"delete ", path)) {
             DeleteAtRestart(path.c_str());  // result unused: nothing more can be done
         }
     } while (::FindNextFileW(search.Get(), &found));

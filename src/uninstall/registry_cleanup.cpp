@@ -1,6 +1,7 @@
 #include "uninstall/registry_cleanup.h"
 
 #include "app/product_names.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/services.h"
 #include "system/user_keys.h"
@@ -101,7 +102,7 @@ bool DeleteRegistryTree(HKEY root, const wchar_t* subkey)
         }
     }
     // Fails when a child stayed; the caller learns that the tree is not gone.
-    return ::RegDeleteKeyW(root, subkey) == ERROR_SUCCESS;
+    return DiagStatus(::RegDeleteKeyW(root, subkey), L"registry key deleted: ", subkey) == ERROR_SUCCESS;
 }
 
 void DeleteRegistryKeyIfEmpty(HKEY root, const wchar_t* subkey)
@@ -118,7 +119,7 @@ void DeleteRegistryKeyIfEmpty(HKEY root, const wchar_t* subkey)
                     ERROR_SUCCESS;
     }
     if (!hasSubkey) {
-        ::RegDeleteKeyW(root, subkey);  // ignored: best effort
+        DiagStatus(::RegDeleteKeyW(root, subkey), L"registry key deleted: ", subkey);  // ignored: best effort
     }
 }
 
@@ -149,11 +150,13 @@ void RemoveRegistration(const wchar_t* maker, const wchar_t* product, const wcha
     // The uninstall entry holds values only, so one deletion takes it.
     if (UniqueRegKey uninstall =
             OpenKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall")) {
-        ::RegDeleteKeyW(uninstall.Get(), uninstallKeyName);  // ignored: best effort
+        // ignored: best effort
+        DiagStatus(::RegDeleteKeyW(uninstall.Get(), uninstallKeyName), L"uninstall entry deleted: ", uninstallKeyName);
     }
     DeleteTreeBelow(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\App Paths", exeName);
     if (UniqueRegKey registered = OpenKey(HKEY_LOCAL_MACHINE, L"SOFTWARE\\RegisteredApplications")) {
-        ::RegDeleteValueW(registered.Get(), L"Pixvane.8");  // ignored: best effort
+        // ignored: best effort
+        DiagStatus(::RegDeleteValueW(registered.Get(), L"Pixvane.8"), L"registered application deleted: Pixvane.8");
     }
 
     // The browser reads its hosts from the 64-bit view; a 32-bit process must
@@ -222,16 +225,19 @@ void RestoreFileAssociations()
                 changed = true;
                 if (saved[0] != L'\0') {
                     const DWORD bytes = static_cast<DWORD>((std::wcslen(saved) + 1) * sizeof(wchar_t));
-                    ::RegSetValueExW(extension.Get(), valueName, 0, REG_SZ, reinterpret_cast<const BYTE*>(saved),
-                                     bytes);
+                    DiagStatus(::RegSetValueExW(extension.Get(), valueName, 0, REG_SZ,
+                                                reinterpret_cast<const BYTE*>(saved), bytes),
+                               L"association restored: ", entry.extension, L" = ", saved);
                 } else {
-                    ::RegDeleteValueW(extension.Get(), valueName);
+                    DiagStatus(::RegDeleteValueW(extension.Get(), valueName), L"association deleted: ",
+                               entry.extension);
                 }
                 ::RegDeleteValueW(extension.Get(), kPreviousAssociation);
             }
         } else {
             if (entry.flag != 0) {
-                ::RegDeleteKeyW(extension.Get(), L"UserChoice");
+                DiagStatus(::RegDeleteKeyW(extension.Get(), L"UserChoice"), L"user choice deleted: ",
+                           entry.extension);
                 changed = true;
             }
             ::RegDeleteValueW(extension.Get(), kPreviousAssociation);

@@ -1,6 +1,7 @@
 #include "uninstall/uninstall_sequence.h"
 
 #include "app/product_names.h"
+#include "system/diagnostic_log.h"
 #include "system/handles.h"
 #include "system/path_text.h"
 #include "system/services.h"
@@ -56,19 +57,20 @@ void RemoveLoggedItems(const std::wstring& productFolder)
 void RemoveProductFolders(const std::wstring& productFolder)
 {
     const std::wstring x64Folder = productFolder + L"\\x64";
-    if (!::RemoveDirectoryW(x64Folder.c_str())) {
+    if (!DiagResult(::RemoveDirectoryW(x64Folder.c_str()), L"remove folder ", x64Folder)) {
         DeleteAtRestart(x64Folder.c_str());  // registered even when it does not exist
     }
 
     const std::wstring x32Folder = productFolder + L"\\x32";
-    if (!::RemoveDirectoryW(x32Folder.c_str()) && PathExists(x32Folder)) {
+    if (!DiagResult(::RemoveDirectoryW(x32Folder.c_str()), L"remove folder ", x32Folder) && PathExists(x32Folder)) {
         DeleteAtRestart(x32Folder.c_str());
     }
 
     // Whether the product folder waits for the restart is decided by the x32
     // folder, not by the product folder itself: without a surviving x32
     // folder a product folder that still holds something is left in place.
-    if (!::RemoveDirectoryW(productFolder.c_str()) && PathExists(x32Folder)) {
+    if (!DiagResult(::RemoveDirectoryW(productFolder.c_str()), L"remove folder ", productFolder) &&
+        PathExists(x32Folder)) {
         DeleteAtRestart(productFolder.c_str());
     }
 
@@ -91,15 +93,15 @@ void RemoveProductFolders(const std::wstring& productFolder)
 void RemoveProductShortcuts(const std::wstring& startup, const std::wstring& desktop, const std::wstring& programs)
 {
     if (!startup.empty()) {
-        ::DeleteFileW((startup + L"\\" + kProductShortcut).c_str());  // may already be gone
+        DiagResult(::DeleteFileW((startup + L"\\" + kProductShortcut).c_str()), L"delete shortcut in ", startup);
     }
     if (!desktop.empty()) {
-        ::DeleteFileW((desktop + L"\\" + kProductShortcut).c_str());  // may already be gone
+        DiagResult(::DeleteFileW((desktop + L"\\" + kProductShortcut).c_str()), L"delete shortcut in ", desktop);
     }
     if (!programs.empty()) {
         const std::wstring group = programs + L"\\" + kProductName + L"\\";
         DeleteMatchingFiles(group, L"*.*");
-        ::RemoveDirectoryW(group.c_str());  // stays when something else is in it
+        DiagResult(::RemoveDirectoryW(group.c_str()), L"remove folder ", group);  // stays when something else is in it
     }
 }
 
@@ -148,6 +150,7 @@ void RemoveEveryUsersShortcuts()
 
 void RunUninstall(const std::wstring& productFolder)
 {
+    DiagLog(L"removing the product from ", productFolder);
     UnregisterProduct(productFolder);
     RemoveRegistration(kMakerName, kProductName, kUninstallKeyName, kProductExe);
     RestoreFileAssociations();

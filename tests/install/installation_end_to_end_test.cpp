@@ -8,6 +8,7 @@
 #include "support/message_boxes.h"
 #include "support/test_env.h"
 #include "support/uninstall_run.h"
+#include "system/diagnostic_log.h"
 #include "system/path_text.h"
 #include "system/services.h"
 #include "ui/message_box.h"
@@ -107,7 +108,9 @@ TEST_F(InstallationEndToEnd, FreshSilentInstallIsWhatTheListSaysAndRemovalFromTh
     }
     m_before = TakeMachineSnapshot();
 
-    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + kBesideSettings), kExitInstalled);
+    // A diagnostic log leaves the product folder and its installed log as they are.
+    const std::wstring diagnostics = L"-log=" + MakeScratchFolder(L"logs") + L"\\fresh.log ";
+    ASSERT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + diagnostics + kBesideSettings), kExitInstalled);
 
     // No x64 or portable files for a 64-bit all-users installation; the
     // codec is not the system's, so it is copied.
@@ -292,7 +295,10 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     ::SetEnvironmentVariableW(L"TMP", temporary.c_str());
     ::SetEnvironmentVariableW(L"TEMP", temporary.c_str());
     ChildProcess firstStage;
-    const bool started = firstStage.Start(Quoted(folder + L"\\PxvUnInst.exe"));  // inheriting the folder
+    // Both stages log into the file the first was given.
+    const std::wstring diagnostics = MakeScratchFolder(L"logs") + L"\\removal.log";
+    const bool started =
+        firstStage.Start(Quoted(folder + L"\\PxvUnInst.exe") + L" " + Quoted(L"-log=" + diagnostics));
     ::SetEnvironmentVariableW(L"TMP", tmp);
     ::SetEnvironmentVariableW(L"TEMP", temp);
     ASSERT_TRUE(started);
@@ -312,7 +318,14 @@ TEST_F(InstallationEndToEnd, LicensedRemovalLeavesWhatIsInUseToTheRestartWithThe
     for (const std::wstring& pending : {inUse, folder + L"\\Languages", x32, folder}) {
         EXPECT_TRUE(IsPendingDeletion(pending)) << pending;
     }
-
+    const std::string diagnosed = ReadTextFile(diagnostics);
+    for (const std::string& event : std::vector<std::string>{
+             "end running copy " + std::to_string(product.Id()) + ": done\r\n",
+             "-delself " + Narrow(Quoted(folder + L"\\PxvUnInst.exe")), "uninstall entry deleted: Pixvane 8: done\r\n",
+             "delete " + Narrow(inUse) + ": failed (error 32)\r\n",
+             "delete at the restart: " + Narrow(inUse) + ": done\r\n", "removal done, exit code 0\r\n"}) {
+        EXPECT_NE(diagnosed.find(event), std::string::npos) << event << "\n" << diagnosed;
+    }
     fileHolder.Release();
     folderHolder.Release();
     SimulateRestart();
@@ -343,7 +356,21 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     FileHolder reader;
     ASSERT_TRUE(reader.Hold(folder + L"\\Pixvn8Man.chm"));
 
-    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s"), kExitRestartNeeded);
+    // Asked for, the diagnostic log tells what was found and done, and why the exit code is 3010.
+    const std::wstring diagnostics = MakeScratchFolder(L"logs") + L"\\upgrade.log";
+    EXPECT_EQ(RunSilently(PackagePath(L"setup.exe"), L"-s " + Quoted(L"-log=" + diagnostics)), kExitRestartNeeded);
+    const std::string diagnosed = ReadTextFile(diagnostics);
+    const std::string chm = Narrow(folder) + "\\Pixvn8Man.chm";
+    for (const std::string& event : std::vector<std::string>{
+             "argument 1: -s\r\n", "installed version 8.1.2.3\r\n", "package version 8.1.5.0\r\n",
+             "delete the earlier " + chm + ": failed (error 32)\r\n",
+             "at the restart " + chm + ".new replaces " + chm + ": done\r\n",
+             "\\Languages\\English.lng to " + Narrow(folder) + "\\Languages\\English.lng: done\r\n",
+             "registry write: HKLM\\" + Narrow(kUninstallKey) + " | DisplayVersion: done\r\n",
+             "start \"" + Narrow(folder) + "\\Pixvn8.exe\" -regonly in " + Narrow(folder) + ": done\r\n",
+             "exit code 3010\r\n"}) {
+        EXPECT_NE(diagnosed.find(event), std::string::npos) << event << "\n" << diagnosed;
+    }
     EXPECT_EQ(ReadTextFile(folder + L"\\Pixvn8.exe"), ReadTextFile(PackagePath(L"Pixvn8.exe")));
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
@@ -392,7 +419,8 @@ TEST_F(InstallationEndToEnd, NoToAVersionQuestionChangesNothingWhileUnattendedRu
         EXPECT_EQ(setup.Wait(kRunTimeoutMs), kExitUserDeclined);
         EXPECT_EQ(SnapshotChanges(installed, TakeMachineSnapshot()), Texts{});
     }
-    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-s"), kExitInstalled);
+    // A diagnostic log that cannot be written changes nothing.
+    EXPECT_EQ(RunSilently(kOlderPackage + L"setup.exe", L"-s -log=C:\\no\\such\\folder\\setup.log"), kExitInstalled);
     EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\Pixvn8.exe"), ReadTextFile(kOlderPackage + L"Pixvn8.exe"));
 }
 

@@ -54,8 +54,9 @@ protected:
 
 TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
 {
+    // The diagnostic log named relative to the package lands beside it.
     const std::wstring package = Download();
-    const WatchedRun run = RunWatched(Quoted(package) + L" -s");
+    const WatchedRun run = RunWatched(Quoted(package) + L" -s \"-log=setup log.txt\"");
     EXPECT_EQ(run.exitCode, kExitInstalled);
     EXPECT_EQ(run.windows, Texts{});
     EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
@@ -65,13 +66,23 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
     }
     const MachineSnapshot throughPackage = TakeMachineSnapshot();
 
+    // A log name left in the environment reaches neither uninstaller stage.
+    const std::wstring planted = package.substr(0, package.rfind(L'\\')) + L"\\planted.log";
+    ::SetEnvironmentVariableW(L"PIXVANE_SETUP_LOG", planted.c_str());
     EXPECT_TRUE(RemoveThroughProgramsList());
+    ::SetEnvironmentVariableW(L"PIXVANE_SETUP_LOG", nullptr);
+    EXPECT_FALSE(FileExists(planted));
     EXPECT_EQ(ChangesSinceStart(), Texts{});
 
     // setup.exe run from the unpacked folder, told of the same package file.
     const std::wstring setup = Quoted(PackagePath(L"setup.exe"));
     ASSERT_EQ(RunWatched(setup + L" -s " + Quoted(L"-sfxname=" + package)).exitCode, kExitInstalled);
     EXPECT_EQ(SnapshotChanges(throughPackage, TakeMachineSnapshot()), Texts{});
+    // Only the run that asked for it wrote a log, there and nowhere else.
+    EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
+    const std::string log = ReadTextFile(package.substr(0, package.rfind(L'\\')) + L"\\setup log.txt");
+    EXPECT_NE(log.find("exit code 0\r\n"), std::string::npos) << log;
+    EXPECT_EQ(log.find(" started, process "), log.rfind(" started, process ")) << log;
 }
 
 TEST_F(Package, ADamagedPackageEndsWithOneAndShowsNothingWhenSilent)
