@@ -30,15 +30,15 @@ void RemoveMadeFolderAndEmptyParents(std::wstring folder)
 }
 
 // Read-only and hidden would make the deletion fail; every other bit is the
-// file's own business.
-void ClearReadOnlyAndHidden(const std::wstring& path)
+// file's own business. The search already answered the attributes, so an
+// ordinary file costs no call here.
+void ClearReadOnlyAndHidden(const std::wstring& path, DWORD attributes)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES) {
-        return;
+    constexpr DWORD kInTheWay = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
+    if (attributes & kInTheWay) {
+        // A failure here shows in the deletion that follows.
+        ::SetFileAttributesW(path.c_str(), attributes & ~kInTheWay);
     }
-    // A failure here shows in the deletion that follows.
-    ::SetFileAttributesW(path.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
 }
 
 }  // namespace
@@ -128,7 +128,7 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
         // "." and ".." and matching folders are not skipped: they fail the
         // deletion and are left to the restart like a file in use.
         const std::wstring path = base + found.cFileName;
-        ClearReadOnlyAndHidden(path);
+        ClearReadOnlyAndHidden(path, found.dwFileAttributes);
         if (!DiagResult(::DeleteFileW(path.c_str()), L"delete ", path)) {
             DeleteAtRestart(path.c_str());  // result unused: nothing more can be done
         }
