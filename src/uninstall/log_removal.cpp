@@ -124,6 +124,8 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
     const std::size_t lastBackslash = name.rfind(L'\\');
     const std::wstring base =
         JoinPath(folder, lastBackslash == std::wstring::npos ? std::wstring() : name.substr(0, lastBackslash + 1));
+    // A name without wildcards matches one file at most: no search step after it.
+    const bool pattern = name.find_first_of(L"*?<>\"") != std::wstring::npos;
     do {
         // "." and ".." and matching folders are not skipped: they fail the
         // deletion and are left to the restart like a file in use.
@@ -132,5 +134,5 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
         if (!DiagResult(::DeleteFileW(path.c_str()), L"delete ", path)) {
             DeleteAtRestart(path.c_str());  // result unused: nothing more can be done
         }
-    } while (::FindNextFileW(search.Get(), &found));
+    } while (pattern && ::FindNextFileW(search.Get(), &found));
 }
