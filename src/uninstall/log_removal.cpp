@@ -36,15 +36,15 @@ void RemoveMadeFolderAndEmptyParents(std::wstring folder)
 }
 
 // Read-only and hidden would make the deletion fail; every other bit is the
-// file's own business.
-void ClearReadOnlyAndHidden(const std::wstring& path)
+// file's own business. The search already answered the attributes, so an
+// ordinary file costs no call here.
+void ClearReadOnlyAndHidden(const std::wstring& path, DWORD attributes)
 {
-    const DWORD attributes = ::GetFileAttributesW(path.c_str());
-    if (attributes == INVALID_FILE_ATTRIBUTES) {
-        return;
+    constexpr DWORD kInTheWay = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN;
+    if (attributes & kInTheWay) {
+        // A failure here shows in the deletion that follows.
+        ::SetFileAttributesW(path.c_str(), attributes & ~kInTheWay);
     }
-    // A failure here shows in the deletion that follows.
-    ::SetFileAttributesW(path.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
 }
 
 }  // namespace
@@ -137,6 +137,8 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
     const std::size_t lastBackslash = name.rfind(L'\\');
     const std::wstring base =
         JoinPath(folder, lastBackslash == std::wstring::npos ? std::wstring() : name.substr(0, lastBackslash + 1));
+    // A name without wildcards matches one file at most: no search step after it.
+    const bool pattern = name.find_first_of(L"*?<>\"") != std::wstring::npos;
     do {
         const std::wstring path = base + found.cFileName;
         // A linked folder is neither emptied nor left to the restart; a
@@ -149,9 +151,9 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
         }
         // "." and ".." and matching folders are not skipped: they fail the
         // deletion and are left to the restart like a file in use.
-        ClearReadOnlyAndHidden(path);
+        ClearReadOnlyAndHidden(path, found.dwFileAttributes);
         if (!DiagResult(::DeleteFileW(path.c_str()), L"delete ", path)) {
             DeleteAtRestart(path.c_str());  // result unused: nothing more can be done
         }
-    } while (::FindNextFileW(search.Get(), &found));
+    } while (pattern && ::FindNextFileW(search.Get(), &found));
 }
