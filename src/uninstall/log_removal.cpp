@@ -138,7 +138,7 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
     const std::wstring base =
         JoinPath(folder, lastBackslash == std::wstring::npos ? std::wstring() : name.substr(0, lastBackslash + 1));
     // A name without wildcards matches one file at most: no search step after it.
-    const bool pattern = name.find_first_of(L"*?<>\"") != std::wstring::npos;
+    const bool wildcards = name.find_first_of(L"*?<>\"") != std::wstring::npos;
     do {
         const std::wstring path = base + found.cFileName;
         // A linked folder is neither emptied nor left to the restart; a
@@ -155,5 +155,5 @@ void DeleteMatchingFiles(const std::wstring& folder, const std::wstring& name)
         if (!DiagResult(::DeleteFileW(path.c_str()), L"delete ", path)) {
             DeleteAtRestart(path.c_str());  // result unused: nothing more can be done
         }
-    } while (pattern && ::FindNextFileW(search.Get(), &found));
+    } while (wildcards && ::FindNextFileW(search.Get(), &found));
 }
