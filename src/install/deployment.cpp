@@ -119,6 +119,7 @@ void DeployPackage(const std::wstring& listPath)
         return;
     }
     const bool wow64 = IsWow64();
+    const LinkCheckPass pass;
     std::wstring line;
     while (list.ReadLine(line)) {
         DeployLine(line, wow64);

@@ -4,6 +4,9 @@
 
 namespace {
 
+bool g_inPass = false;
+std::wstring g_lastLinkFree;
+
 bool IsSeparator(wchar_t c)
 {
     return c == L'\\' || c == L'/';
@@ -30,8 +33,23 @@ bool IsLink(const WIN32_FIND_DATAW& entry)
     return (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) && (tag == 0 || IsReparseTagNameSurrogate(tag));
 }
 
+LinkCheckPass::LinkCheckPass()
+{
+    g_inPass = true;
+    g_lastLinkFree.clear();
+}
+
+LinkCheckPass::~LinkCheckPass()
+{
+    g_inPass = false;
+    g_lastLinkFree.clear();
+}
+
 bool LeadsThroughLink(const std::wstring& path)
 {
+    if (g_inPass && !path.empty() && path == g_lastLinkFree) {
+        return false;
+    }
     // Each folder from the top down, as the system walks the path: the part
     // before every separator, then the whole. A drive ("C:") is skipped: it
     // would name the drive's current folder; doubled separators add nothing.
@@ -44,6 +62,9 @@ bool LeadsThroughLink(const std::wstring& path)
         if (!drive && !IsSeparator(part.back()) && IsLinkPath(part)) {
             return true;
         }
+    }
+    if (g_inPass) {
+        g_lastLinkFree = path;
     }
     return false;
 }

@@ -17,6 +17,18 @@ bool IsLink(const WIN32_FIND_DATAW& entry);
 // link. Parts that do not exist do not count.
 bool LeadsThroughLink(const std::wstring& path);
 
+// One pass over a list (deployment, removal), for as long as it lives: most
+// entries share their folder with the one before, so the folder last found
+// free of links is not looked at again until the pass ends. Outside a pass
+// every path is looked at.
+class LinkCheckPass {
+public:
+    LinkCheckPass();
+    ~LinkCheckPass();
+    LinkCheckPass(const LinkCheckPass&) = delete;
+    LinkCheckPass& operator=(const LinkCheckPass&) = delete;
+};
+
 // The folder part of path: everything before its last separator ("\" or
 // "/"), or empty when it has none.
 std::wstring FolderOf(const std::wstring& path);

@@ -93,15 +93,18 @@ void RemoveLoggedFiles(const std::wstring& logPath, const std::wstring& productF
 
     std::wstring line;
     std::wstring_view rest;
-    while (log.ReadLine(line)) {
-        for (const wchar_t* prefix : prefixes) {
-            if (!MatchLogPrefix(line, prefix, rest)) {
-                continue;
-            }
-            const std::wstring name = FileEntryInstalledName(line, prefix);
-            // A name that would reach out of the product folder is not ours to delete.
-            if (IsConfinedRelativeName(name)) {
-                DeleteMatchingFiles(productFolder, name);
+    {
+        const LinkCheckPass pass;
+        while (log.ReadLine(line)) {
+            for (const wchar_t* prefix : prefixes) {
+                if (!MatchLogPrefix(line, prefix, rest)) {
+                    continue;
+                }
+                const std::wstring name = FileEntryInstalledName(line, prefix);
+                // A name that would reach out of the product folder is not ours to delete.
+                if (IsConfinedRelativeName(name)) {
+                    DeleteMatchingFiles(productFolder, name);
+                }
             }
         }
     }
