@@ -41,13 +41,9 @@ struct VersionLibrary {
 private:
     VersionLibrary()
     {
-        wchar_t system[MAX_PATH] = {};
-        const UINT length = ::GetSystemDirectoryW(system, MAX_PATH);
-        if (length == 0 || length >= MAX_PATH) {
-            return;
-        }
+        const std::wstring library = SystemProgramPath(L"version.dll");
         // Kept loaded for the rest of the process, like a linked library.
-        HMODULE module = ::LoadLibraryW((std::wstring(system) + L"\\version.dll").c_str());
+        HMODULE module = library.empty() ? nullptr : ::LoadLibraryW(library.c_str());
         if (!module) {
             return;
         }

@@ -41,7 +41,8 @@ bool IsVistaOrLater();
 // never read.
 void RunAndWait(const wchar_t* program, const wchar_t* commandLine, const wchar_t* folder, DWORD waitMs);
 
-// name in the system folder ("regsvr32.exe" gives "C:\Windows\system32\regsvr32.exe").
+// A file of the system folder by its full path ("regsvr32.exe" gives
+// "C:\Windows\system32\regsvr32.exe"); empty when the folder cannot be read.
 std::wstring SystemProgramPath(const wchar_t* name);
 
 // Enables or disables one privilege in token. Failures are written to standard

@@ -106,11 +106,6 @@ bool StartAsShellChild(const std::wstring& program, const std::wstring& argument
 
 bool OpenAddressAsShellChild(const std::wstring& address)
 {
-    wchar_t system[kPathChars] = {};
-    const UINT length = ::GetSystemDirectoryW(system, static_cast<UINT>(kPathChars));
-    if (length == 0 || length >= kPathChars) {
-        return false;
-    }
-    return StartAsShellChild(std::wstring(system) + L"\\rundll32.exe", L"url.dll,FileProtocolHandler " + address,
-                             nullptr);
+    const std::wstring handler = SystemProgramPath(L"rundll32.exe");
+    return !handler.empty() && StartAsShellChild(handler, L"url.dll,FileProtocolHandler " + address, nullptr);
 }
