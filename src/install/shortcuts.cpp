@@ -66,7 +66,13 @@ void CreateShortcut(const std::wstring& target, const std::wstring& linkPath, co
                     int showCommand, const wchar_t* arguments, const wchar_t* workingFolder)
 {
     if (!g_comStarted) {
-        ::CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);  // ignored: an already started COM serves as well
+        // A run that shows nothing takes the multithreaded apartment, which
+        // needs no hidden window and so no desktop (under Wine, starting one
+        // costs a silent run a fifth of a second); the shell link serves both
+        // kinds. A run with windows keeps the single-threaded one that they
+        // and the shell's handlers expect. A failure, an already started COM
+        // among them, is ignored: that COM serves as well.
+        ::CoInitializeEx(nullptr, SilentLevel == 1 ? COINIT_MULTITHREADED : COINIT_APARTMENTTHREADED);
         g_comStarted = true;
     }
     ComPtr<IShellLinkW> link;

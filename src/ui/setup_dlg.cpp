@@ -223,8 +223,18 @@ INT_PTR RunSetupWizard(int startPageIndex)
     if (SilentLevel == 1) {
         return IDCANCEL;
     }
-    INITCOMMONCONTROLSEX classes = {sizeof classes, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
-    ::InitCommonControlsEx(&classes);
+    // The common controls are loaded only here, for the wizard: loaded with
+    // the program they would open the desktop for every silent run as well,
+    // which costs a run under Wine the start of its desktop process.
+    using InitCommonControlsExFn = BOOL(WINAPI*)(const INITCOMMONCONTROLSEX*);
+    if (HMODULE controls = ::LoadLibraryW(L"comctl32.dll")) {  // left loaded: the wizard's windows need it
+        const auto initControls = reinterpret_cast<InitCommonControlsExFn>(
+            reinterpret_cast<void*>(::GetProcAddress(controls, "InitCommonControlsEx")));
+        INITCOMMONCONTROLSEX classes = {sizeof classes, ICC_STANDARD_CLASSES | ICC_WIN95_CLASSES};
+        if (initControls) {
+            initControls(&classes);
+        }
+    }
     // The folder browser's new-style dialog needs OLE on this thread; when
     // the thread is already set up otherwise, it is used as it is.
     const bool oleStarted = SUCCEEDED(::OleInitialize(nullptr));
