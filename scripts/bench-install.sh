@@ -104,13 +104,13 @@ solid_lzma="SetCompressor /SOLID /FINAL lzma
 SetCompressorDictSize 32
 SetDatablockOptimize off"
 
-# stale FILE SET [MORE...]: FILE is missing or older than the set's package
-# folder (or than any of MORE).
+# stale FILE SET [MORE...]: FILE is missing or older than the set's payload
+# and product files (or than any of MORE). The NSIS installers leave setup.exe
+# out, so a new build of it remakes only the package.
 stale() {
     local file="$1" set="$2" name
     shift 2
-    for name in "$work/$set/package.stamp" "${product_files[@]/#/$work/$set/package/}" \
-                "$work/$set/package/setup.exe" "$@"; do
+    for name in "$work/$set/package.stamp" "${product_files[@]/#/$work/$set/package/}" "$@"; do
         [ "$file" -nt "$name" ] || return 0
     done
     return 1
@@ -126,7 +126,7 @@ for set in "${sets[@]}"; do
     if stale "$work/$set/nsis-lzma.exe" "$set"; then
         make_nsis_installer "$work/$set/package" "$work/$set/nsis-lzma.exe" "$solid_lzma"
     fi
-    if stale "$work/$set/Pixvane8-Setup.exe" "$set" "$root/src/package/package.nsi" "$root/scripts/package.sh"; then
+    if stale "$work/$set/Pixvane8-Setup.exe" "$set" "$work/$set/package/setup.exe" "$root/src/package/package.nsi" "$root/scripts/package.sh"; then
         "$root/scripts/package.sh" "$work/$set/package" "$work/$set/Pixvane8-Setup.exe" >/dev/null
     fi
     windows_folders+=("Z:${work//\//\\}\\$set")

@@ -13,6 +13,8 @@
 #include <windows.h>
 
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -38,6 +40,95 @@ std::wstring ParentOfDestination(std::wstring destination)
     const size_t last = destination.rfind(L'\\');
     return last == std::wstring::npos ? std::wstring() : destination.substr(0, last);
 }
+
+// The package's folders, each listed once while the list is walked: under
+// Wine every search for one name reads its whole folder, which made checking
+// and copying a list quadratic in the number of its files. Only names the
+// listing holds are answered from it; any other name (a pattern, a file not
+// there, a spelling that only the file system folds to a name) is searched
+// for as before. The package does not change while setup reads it.
+class PackageFolders {
+public:
+    PackageFolders() { s_active = this; }
+    ~PackageFolders() { s_active = nullptr; }
+    PackageFolders(const PackageFolders&) = delete;
+    PackageFolders& operator=(const PackageFolders&) = delete;
+
+    static PackageFolders* Active() { return s_active; }
+
+    // The entry that a search for folder\name finds (a long or a short name,
+    // in any case), or null when the listing cannot tell.
+    const WIN32_FIND_DATAW* Find(const std::wstring& folder, std::wstring_view name)
+    {
+        if (name.empty() || name.find_first_of(L"*?<>\"") != std::wstring_view::npos) {
+            return nullptr;
+        }
+        const auto listing = Listing(folder);
+        const auto entry = listing->find(Key(name));
+        return entry == listing->end() ? nullptr : &entry->second;
+    }
+
+private:
+    using Entries = std::unordered_map<std::wstring, WIN32_FIND_DATAW>;
+
+    static std::wstring Key(std::wstring_view name)
+    {
+        std::wstring key(name);
+        ::LCMapStringW(LOCALE_INVARIANT, LCMAP_UPPERCASE, key.data(), static_cast<int>(key.size()), key.data(),
+                       static_cast<int>(key.size()));
+        return key;
+    }
+
+    Entries* Listing(const std::wstring& folder)
+    {
+        for (auto& [name, entries] : m_folders) {
+            if (EqualsNoCase(name, folder)) {
+                return &entries;
+            }
+        }
+        Entries& entries = m_folders.emplace_back(folder, Entries()).second;
+        WIN32_FIND_DATAW found = {};
+        UniqueFindHandle search(::FindFirstFileW(JoinPath(folder, L"*").c_str(), &found));
+        for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
+            const std::wstring_view name = found.cFileName;
+            if (name != L"." && name != L"..") {
+                entries.emplace(Key(name), found);
+                if (found.cAlternateFileName[0]) {
+                    entries.emplace(Key(found.cAlternateFileName), found);
+                }
+            }
+        }
+        return &entries;
+    }
+
+    static inline PackageFolders* s_active = nullptr;
+    std::vector<std::pair<std::wstring, Entries>> m_folders;
+};
+
+// The matches of a package-relative pattern in fromFolder, one after the
+// other, as the system's search gives them.
+class PackageSearch {
+public:
+    PackageSearch(const std::wstring& fromFolder, const std::wstring& pattern)
+    {
+        const std::wstring path = JoinPath(fromFolder, pattern);
+        const size_t last = path.find_last_of(L"\\/");
+        if (PackageFolders* folders = PackageFolders::Active(); folders && last != std::wstring::npos) {
+            m_listed = folders->Find(path.substr(0, last), std::wstring_view(path).substr(last + 1));
+        }
+        if (!m_listed) {
+            m_search.Reset(::FindFirstFileW(path.c_str(), &m_found));
+        }
+    }
+    bool Found() const { return m_listed || m_search.IsValid(); }
+    const WIN32_FIND_DATAW& Entry() const { return m_listed ? *m_listed : m_found; }
+    bool Next() { return !m_listed && ::FindNextFileW(m_search.Get(), &m_found); }
+
+private:
+    const WIN32_FIND_DATAW* m_listed = nullptr;
+    WIN32_FIND_DATAW m_found = {};
+    UniqueFindHandle m_search;
+};
 
 // Whether the body names a place ours to write: inside its base, and not
 // in or below a junction or link that someone put where our folder was.
@@ -120,6 +211,7 @@ void DeployPackage(const std::wstring& listPath)
     }
     const bool wow64 = IsWow64();
     const LinkCheckPass pass;
+    const PackageFolders folders;
     std::wstring line;
     while (list.ReadLine(line)) {
         DeployLine(line, wow64);
@@ -134,6 +226,7 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
     const bool wow64 = IsWow64();
     bool fits = FitsPathLimit(destination, true) && FitsPathLimit(JoinPath(destination, kInstallLogName), false);
     InstallLogReader list(listPath);
+    const PackageFolders folders;
     std::wstring line;
     std::wstring_view body;
     while (fits && list.ReadLine(line)) {
@@ -157,11 +250,10 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
             continue;
         }
         // A pattern writes the names its matches have in the package.
-        WIN32_FIND_DATAW found = {};
-        UniqueFindHandle search(::FindFirstFileW(JoinPath(state.sourceFolder, copy.source).c_str(), &found));
+        PackageSearch search(state.sourceFolder, copy.source);
         const std::wstring target = PatternTargetFolder(base, copy.source);
-        for (bool more = search.IsValid(); fits && more; more = ::FindNextFileW(search.Get(), &found)) {
-            fits = FitsPathLimit(target + found.cFileName, false);
+        for (bool more = search.Found(); fits && more; more = search.Next()) {
+            fits = FitsPathLimit(target + search.Entry().cFileName, false);
         }
     }
     return fits;
@@ -225,9 +317,8 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
 void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFolder, const std::wstring& toFolder)
 {
     const std::wstring searchPath = WithSeparator(fromFolder) + pattern;
-    WIN32_FIND_DATAW found = {};
-    UniqueFindHandle search(::FindFirstFileW(searchPath.c_str(), &found));
-    if (!search) {
+    PackageSearch search(fromFolder, pattern);
+    if (!search.Found()) {
         return;
     }
     const std::wstring targetFolder = PatternTargetFolder(toFolder, pattern);
@@ -240,7 +331,7 @@ void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFold
     const std::wstring copyFrom =
         patternSlash == std::wstring::npos ? fromFolder : searchPath.substr(0, searchPath.rfind(L'\\'));
     do {
-        const std::wstring match = found.cFileName;
+        const std::wstring match = search.Entry().cFileName;
         if (match == L"." || match == L"..") {
             continue;
         }
@@ -248,5 +339,5 @@ void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFold
         if (!CopyOneFile(match, copyFrom, targetFolder, nullptr)) {
             return;
         }
-    } while (::FindNextFileW(search.Get(), &found));
+    } while (search.Next());
 }

@@ -64,10 +64,11 @@ cmp "$folder/PxvUnInst.log" "$work/packed/PxvUnInst.log" || fail "the packed lis
 # The vendor's own files are left as they were.
 cmp "$folder/setup.exe" "$work/good/setup.exe" || fail "the package folder's setup.exe was changed"
 # setup.exe links only libraries that Windows takes from the system folder
-# whatever folder it starts from (the common controls come from the
-# side-by-side store its manifest names); version.dll is loaded by full path.
+# whatever folder it starts from; version.dll is loaded by full path, the
+# common controls only for the wizard (loaded with the program they would
+# open the desktop for silent runs too).
 imports=$(x86_64-w64-mingw32-objdump -p "$folder/setup.exe" | sed -n 's/^\s*DLL Name: //p' | tr 'A-Z' 'a-z' | sort | tr '\n' ' ')
-[ "$imports" = "advapi32.dll comctl32.dll gdi32.dll kernel32.dll msvcrt.dll ole32.dll shell32.dll user32.dll " ] ||
+[ "$imports" = "advapi32.dll gdi32.dll kernel32.dll msvcrt.dll ole32.dll shell32.dll user32.dll " ] ||
     fail "setup.exe links $imports"
 [[ $(x86_64-w64-mingw32-objdump -p "$folder/setup.exe") == *TERMINAL_SERVICE_AWARE* ]] ||
     fail "setup.exe is not terminal-server aware"
