@@ -3,6 +3,7 @@
 #include "install/install_state.h"
 #include "install/install_text.h"
 #include "system/diagnostic_log.h"
+#include "system/file_access.h"
 #include "system/handles.h"
 #include "system/links.h"
 #include "system/path_text.h"
@@ -47,6 +48,16 @@ std::wstring ParentOfDestination(std::wstring destination)
 // listing holds are answered from it; any other name (a pattern, a file not
 // there, a spelling that only the file system folds to a name) is searched
 // for as before. The package does not change while setup reads it.
+// A name upper-cased as the file system compares names, near enough: a name
+// this folds otherwise is only searched for, or copied, never lost.
+std::wstring NameKey(std::wstring_view name)
+{
+    std::wstring key(name);
+    ::LCMapStringW(LOCALE_INVARIANT, LCMAP_UPPERCASE, key.data(), static_cast<int>(key.size()), key.data(),
+                   static_cast<int>(key.size()));
+    return key;
+}
+
 class PackageFolders {
 public:
     PackageFolders() { s_active = this; }
@@ -64,20 +75,12 @@ public:
             return nullptr;
         }
         const auto listing = Listing(folder);
-        const auto entry = listing->find(Key(name));
+        const auto entry = listing->find(NameKey(name));
         return entry == listing->end() ? nullptr : &entry->second;
     }
 
 private:
     using Entries = std::unordered_map<std::wstring, WIN32_FIND_DATAW>;
-
-    static std::wstring Key(std::wstring_view name)
-    {
-        std::wstring key(name);
-        ::LCMapStringW(LOCALE_INVARIANT, LCMAP_UPPERCASE, key.data(), static_cast<int>(key.size()), key.data(),
-                       static_cast<int>(key.size()));
-        return key;
-    }
 
     Entries* Listing(const std::wstring& folder)
     {
@@ -92,9 +95,9 @@ private:
         for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
             const std::wstring_view name = found.cFileName;
             if (name != L"." && name != L"..") {
-                entries.emplace(Key(name), found);
+                entries.emplace(NameKey(name), found);
                 if (found.cAlternateFileName[0]) {
-                    entries.emplace(Key(found.cAlternateFileName), found);
+                    entries.emplace(NameKey(found.cAlternateFileName), found);
                 }
             }
         }
@@ -128,6 +131,100 @@ private:
     const WIN32_FIND_DATAW* m_listed = nullptr;
     WIN32_FIND_DATAW m_found = {};
     UniqueFindHandle m_search;
+};
+
+// A relative name that reaches its file in one way only: "\\" between its
+// parts, none of them empty, "." or "..", or ending in a dot or a blank (which
+// the system drops), and no short name or stream.
+bool IsPlainName(std::wstring_view name)
+{
+    if (name.find_first_of(L"/:~") != std::wstring_view::npos) {
+        return false;
+    }
+    for (size_t start = 0;;) {
+        const size_t end = name.find(L'\\', start);
+        const std::wstring_view part = name.substr(start, end == std::wstring_view::npos ? end : end - start);
+        if (part.empty() || part == L"." || part == L".." || part.back() == L'.' || part.back() == L' ') {
+            return false;
+        }
+        if (end == std::wstring_view::npos) {
+            return true;
+        }
+        start = end + 1;
+    }
+}
+
+// The package deletes its unpacked folder when setup ends, so a file there
+// that no later line needs is moved into place rather than copied: written
+// once instead of twice, with little left for the deletion. Every use of
+// every file is counted before the walk, and a file moves on its last one;
+// counting a use too many only costs a copy. A list with a name that could
+// reach a file in two ways moves nothing.
+class PackageMoves {
+public:
+    explicit PackageMoves(const std::wstring& listPath)
+    {
+        const std::wstring& source = g_installState.sourceFolder;
+        InstallLogReader list(listPath);
+        if (g_installState.packageFolder.empty() || !IsPackagesOwnFolder(source) || !list.IsOpen()) {
+            return;
+        }
+        // Read again after the walk: the list, and setup's own file.
+        wchar_t own[kPathChars] = {};
+        ::GetModuleFileNameW(nullptr, own, static_cast<DWORD>(kPathChars));
+        ++m_uses[NameKey(listPath)];
+        ++m_uses[NameKey(own)];
+        const bool portable = g_installState.kind == Portable;
+        const bool wow64 = IsWow64();
+        std::wstring line;
+        std::wstring_view body;
+        while (list.ReadLine(line)) {
+            // The lines the walk acts on, as it decides.
+            if (!MatchLogPrefix(line, kFileCopyPrefix, body) && !MatchLogPrefix(line, kFileCopyIndPrefix, body) &&
+                !((wow64 || portable) && MatchLogPrefix(line, kFileCopyX64Prefix, body)) &&
+                !(portable && MatchLogPrefix(line, kFileCopyPrtPrefix, body))) {
+                continue;
+            }
+            const CopyBody copy = SplitCopyBody(body);
+            if (!IsConfinedCopyBody(copy)) {
+                continue;  // never copied
+            }
+            if (!IsPlainName(copy.source)) {
+                return;
+            }
+            const size_t slash = copy.source.rfind(L'\\');
+            const std::wstring folder = WithSeparator(source) + copy.source.substr(0, slash + 1);
+            PackageSearch search(source, copy.source);
+            for (bool more = search.Found(); more; more = search.Next()) {
+                const WIN32_FIND_DATAW& entry = search.Entry();
+                if (entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) {
+                    continue;  // never moved
+                }
+                // A renaming copy takes its file by the line's name, which must be the file's own.
+                if (copy.target && NameKey(copy.source.substr(slash + 1)) != NameKey(entry.cFileName)) {
+                    return;
+                }
+                ++m_uses[NameKey(folder + entry.cFileName)];
+            }
+        }
+        s_active = this;
+    }
+    ~PackageMoves() { s_active = nullptr; }
+    PackageMoves(const PackageMoves&) = delete;
+    PackageMoves& operator=(const PackageMoves&) = delete;
+
+    static PackageMoves* Active() { return s_active; }
+
+    // Counts one use of the file at path; true when no later line needs it.
+    bool IsLastUse(const std::wstring& path)
+    {
+        const auto uses = m_uses.find(NameKey(path));
+        return uses != m_uses.end() && --uses->second == 0;
+    }
+
+private:
+    static inline PackageMoves* s_active = nullptr;
+    std::unordered_map<std::wstring, int> m_uses;
 };
 
 // Whether the body names a place ours to write: inside its base, and not
@@ -212,6 +309,7 @@ void DeployPackage(const std::wstring& listPath)
     const bool wow64 = IsWow64();
     const LinkCheckPass pass;
     const PackageFolders folders;
+    PackageMoves moves(listPath);
     std::wstring line;
     while (list.ReadLine(line)) {
         DeployLine(line, wow64);
@@ -274,6 +372,16 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
     // overwrite, without the existence tests first: under Wine each test of
     // a name not there searches the whole target folder. When this fails
     // (no source, a target already there) the steps below decide as always.
+    // A move stays on its volume and takes the access its new folder gives,
+    // or goes back to be copied.
+    PackageMoves* moves = PackageMoves::Active();
+    if (moves && moves->IsLastUse(source) && ::MoveFileExW(source.c_str(), target.c_str(), 0)) {
+        if (TakeAccessFromFolder(target)) {
+            DiagLog(L"move ", source, L" to ", target, L": done");
+            return 1;
+        }
+        ::MoveFileExW(target.c_str(), source.c_str(), 0);
+    }
     if (::CopyFileW(source.c_str(), target.c_str(), TRUE)) {
         DiagLog(L"copy ", source, L" to ", target, L": done");
         return 1;

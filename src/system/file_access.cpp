@@ -1,6 +1,12 @@
 #include "system/file_access.h"
 
+#include "system/links.h"
+#include "system/path_text.h"
+
 #include <sddl.h>
+
+#include <cwctype>
+#include <vector>
 
 CreateFileWFn g_pfnCreateFileW = ::CreateFileW;
 SetNamedSecurityInfoWFn g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
@@ -27,7 +33,116 @@ private:
     PSECURITY_DESCRIPTOR m_descriptor = nullptr;
 };
 
+// The process's default owner, which the system gives every file it makes.
+std::vector<unsigned char> DefaultOwner()
+{
+    UniqueHandle token;
+    DWORD size = 0;
+    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, token.Put())) {
+        return {};
+    }
+    ::GetTokenInformation(token.Get(), TokenOwner, nullptr, 0, &size);  // fails, telling the size
+    std::vector<unsigned char> owner(size);
+    if (size == 0 || !::GetTokenInformation(token.Get(), TokenOwner, owner.data(), size, &size)) {
+        return {};
+    }
+    return owner;
+}
+
+bool IsAdministratorsOrSystem(PSID sid)
+{
+    return sid && (::IsWellKnownSid(sid, WinBuiltinAdministratorsSid) || ::IsWellKnownSid(sid, WinLocalSystemSid));
+}
+
+// Owned by the administrators or the system, its access list protected from
+// its parent's and allowing nobody else anything.
+bool IsAdministratorsOnly(const std::wstring& folder)
+{
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (::GetNamedSecurityInfoW(folder.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                                &owner, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    SECURITY_DESCRIPTOR_CONTROL control = 0;
+    DWORD revision = 0;
+    bool only = IsAdministratorsOrSystem(owner) && list &&
+                ::GetSecurityDescriptorControl(descriptor, &control, &revision) && (control & SE_DACL_PROTECTED);
+    for (DWORD i = 0; only && i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        only = ::GetAce(list, i, &entry);
+        const auto* header = static_cast<const ACE_HEADER*>(entry);
+        if (only && header->AceType != ACCESS_DENIED_ACE_TYPE) {
+            only = header->AceType == ACCESS_ALLOWED_ACE_TYPE &&
+                   IsAdministratorsOrSystem(&static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart);
+        }
+    }
+    ::LocalFree(descriptor);
+    return only;
+}
+
+// Whether the system keeps files from processes by access lists there. Wine
+// says its volumes keep them, but it keeps none and runs every process as
+// one user: every file is open to everything, whatever its descriptor reads.
+bool KeepsAccessLists(const std::wstring& folder)
+{
+    wchar_t root[MAX_PATH] = {};
+    DWORD flags = 0;
+    const HMODULE system = ::GetModuleHandleW(L"ntdll.dll");
+    if (system && ::GetProcAddress(system, "wine_get_version")) {
+        return false;
+    }
+    return ::GetVolumePathNameW(folder.c_str(), root, MAX_PATH) &&
+           ::GetVolumeInformationW(root, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0) &&
+           (flags & FILE_PERSISTENT_ACLS);
+}
+
 }  // namespace
+
+bool IsPackagesOwnFolder(const std::wstring& folder)
+{
+    wchar_t windows[MAX_PATH] = {};
+    const UINT length = ::GetSystemWindowsDirectoryW(windows, MAX_PATH);
+    const std::wstring temporary = JoinPath(windows, L"Temp");
+    const size_t last = folder.find_last_of(L"\\/");
+    if (length == 0 || length >= MAX_PATH || last == std::wstring::npos ||
+        !EqualsNoCase(folder.substr(0, last), temporary)) {
+        return false;
+    }
+    const std::wstring name = folder.substr(last + 1);
+    constexpr size_t kDigits = 20;
+    if (name.size() != 4 + kDigits || !EqualsNoCase(name.substr(0, 4), L"Pxv-")) {
+        return false;
+    }
+    for (const wchar_t c : name.substr(4)) {
+        if (!std::iswxdigit(c)) {
+            return false;
+        }
+    }
+    // Where no access lists are kept, a copy would be as open to everyone
+    // as the moved file.
+    return !LeadsThroughLink(folder) && (!KeepsAccessLists(folder) || IsAdministratorsOnly(folder));
+}
+
+bool TakeAccessFromFolder(const std::wstring& path)
+{
+    // An empty list that is not protected leaves exactly what the parent passes on.
+    ACL empty = {};
+    if (!::InitializeAcl(&empty, sizeof(empty), ACL_REVISION)) {
+        return false;
+    }
+    std::wstring name = path;
+    const SECURITY_INFORMATION dacl = DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION;
+    static const std::vector<unsigned char> owner = DefaultOwner();
+    PSID ownerSid = owner.empty() ? nullptr : reinterpret_cast<const TOKEN_OWNER*>(owner.data())->Owner;
+    if (ownerSid && g_pfnSetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, dacl | OWNER_SECURITY_INFORMATION,
+                                               ownerSid, nullptr, &empty, nullptr) == ERROR_SUCCESS) {
+        return true;
+    }
+    return g_pfnSetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, dacl, nullptr, nullptr, &empty, nullptr) ==
+           ERROR_SUCCESS;
+}
 
 UniqueFileHandle CreateNewFileWithAccess(const std::wstring& path, const wchar_t* sddl)
 {

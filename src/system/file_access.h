@@ -32,3 +32,17 @@ UniqueFileHandle CreateNewFileWithAccess(const std::wstring& path, const wchar_t
 // is inside; when the owner cannot be changed, the access list alone. False
 // when even that is refused.
 bool SetFolderAccess(const std::wstring& folder, const wchar_t* sddl);
+
+// Whether folder is the package's own unpacked copy, which it deletes when
+// setup ends: a folder directly in the system's temporary folder with the
+// package's name for it ("Pxv-" and 20 hexadecimal digits), reached through
+// no link, and, where the volume keeps access lists, owned by and open only
+// to the administrators and the system, as the package makes it. Nobody else
+// can then have put a file there or hold one open, so what is in it may be
+// moved rather than copied.
+bool IsPackagesOwnFolder(const std::wstring& folder);
+
+// Gives a file moved into place the access it would have had as a copy made
+// there: the process's own default owner and only what its new folder passes
+// on (its access list from where it was made is dropped).
+bool TakeAccessFromFolder(const std::wstring& path);

@@ -67,8 +67,17 @@ protected:
 // write nothing; a pattern stops at its first match that cannot be copied;
 // a library goes in only when the system lacks it, though a load through the
 // usual search order would find the package's copy in the current folder.
+// From the package's own unpacked folder a file moves on the last line that
+// names it, taking its new folder's access, and the result is the copy's.
 TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
 {
+    wchar_t windows[MAX_PATH] = {};
+    ::GetSystemWindowsDirectoryW(windows, MAX_PATH);
+    m_source = std::wstring(windows) + L"\\Temp\\Pxv-0123456789abcdef0123";
+    RemoveTree(m_source);
+    MakeFolders(m_source);
+    g_installState.sourceFolder = m_source;
+    g_installState.packageFolder = m_outside;
     // Outside Program Files (also when reached through it) the destination is
     // made and given the administrators' access list; inside, or portable, not.
     static Names protectedFolders;
@@ -112,7 +121,7 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     WriteTextFile(Dest() + L"\\msvcrt.dll", "installed copy");
     // A long line's rest is not a line of its own, even when it looks like one.
     const std::string longLine = "File Copy: " + std::string(kLogLineChars - 1 - 11, 'x') + "File Copy: sub\\b.txt\r\n";
-    WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\n" + longLine +
+    WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\nFile Copy: a.txt > again.txt\r\n" + longLine +
                                            "\x01\xff\xfe\x80 File Copy: sub\\b.txt\r\n"
                                            "File Copy: ..\\a.txt\r\nFile Copy: a.txt > ..\\escaped.txt\r\n"
                                            "File Copy: a.txt > " + Narrow(m_outside) +
@@ -122,13 +131,32 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
                                            "File Copy ind: msvcrt.dll\r\nFile Copy: p\\*.dat\r\n");
     wchar_t current[MAX_PATH] = {};
     ::GetCurrentDirectoryW(MAX_PATH, current);
+    static Names inheriting;
+    g_pfnSetNamedSecurityInfoW = [](LPWSTR name, SE_OBJECT_TYPE, SECURITY_INFORMATION what, PSID, PSID, PACL list,
+                                    PACL) -> DWORD {
+        if ((what & UNPROTECTED_DACL_SECURITY_INFORMATION) && list && list->AceCount == 0) {
+            inheriting.insert(name);
+        }
+        return ERROR_SUCCESS;
+    };
     ::SetCurrentDirectoryW(m_source.c_str());
     DeployPackage(Source(L"list.log"));
     ::SetCurrentDirectoryW(current);
+    g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
     EXPECT_EQ(NamesIn(m_outside), Names{L"dest"});
-    EXPECT_EQ(NamesIn(Dest()), (Names{L"a.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p"}));
+    EXPECT_EQ(NamesIn(Dest()), (Names{L"a.txt", L"again.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p"}));
     EXPECT_EQ(ReadTextFile(Dest() + L"\\msvcrt.dll"), "installed copy");
+    EXPECT_EQ(ReadTextFile(Dest() + L"\\a.txt") + ReadTextFile(Dest() + L"\\again.txt"), "payloadpayload");
     EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
+    Names moved = {Dest() + L"\\again.txt", Dest() + L"\\renamed.txt", Dest() + L"\\pvcodec8.dll"};
+    Names left = NamesIn(Source(L"p"));
+    for (const std::wstring& name : before) {
+        moved.insert(Dest() + L"\\p\\" + name);
+        EXPECT_EQ(left.count(name), 0u) << Narrow(name);
+    }
+    EXPECT_EQ(inheriting, moved);
+    EXPECT_EQ(NamesIn(m_source), (Names{L"list.log", L"msvcrt.dll", L"p", L"sub"}));
+    RemoveTree(m_source);
 }
 
 TEST_F(Deployment, TargetsThatResistAreClearedMovedAsideOrLeftToTheRestart)

@@ -62,6 +62,11 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
     EXPECT_EQ(run.windows, Texts{});
     EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
     const MachineSnapshot throughPackage = TakeMachineSnapshot();
+    // Moved out of the unpacked folder, the files are the package's, byte for byte.
+    const std::wstring unpacked = PackagePath(L"");
+    for (const wchar_t* name : {L"Pixvn8.exe", L"Pixvn8Man.chm", L"ThumbPvi32.dll", L"Languages\\Deutsch.lng"}) {
+        EXPECT_EQ(ReadTextFile(kDefaultFolder + L"\\" + name), ReadTextFile(unpacked + name)) << Narrow(std::wstring(name));
+    }
 
     // What the administrator put beside the package reached the product
     // folder, and removal leaves it there, with the folder. A log name left in
@@ -75,13 +80,17 @@ TEST_F(Package, SilentlyInstallsWhatSetupItselfInstallsAndLeavesNothingBehind)
                                           L"+ " + kDefaultFolder + L"\\Pixvn8.ini", L"+ " + kDefaultFolder + L"\\Pixvn8.reg"}));
 
     // setup.exe run from the unpacked folder, told of the same package file.
+    // Only the package's own folder gives up its files.
     const std::wstring setup = Quoted(PackagePath(L"setup.exe"));
+    const std::set<std::wstring> unpackedNames = NamesIn(unpacked);
     ASSERT_EQ(RunWatched(setup + L" -s " + Quoted(L"-sfxname=" + package)).exitCode, kExitInstalled);
     EXPECT_EQ(SnapshotChanges(throughPackage, TakeMachineSnapshot()), Texts{});
+    EXPECT_EQ(NamesIn(unpacked), unpackedNames);
     // Only the run that asked for it wrote a log, there and nowhere else.
     EXPECT_EQ(NamesIn(TempFolder()), m_tempBefore);
     const std::string log = ReadTextFile(package.substr(0, package.rfind(L'\\')) + L"\\setup log.txt");
     EXPECT_NE(log.find("exit code 0\r\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("] move "), std::string::npos) << log;
     EXPECT_EQ(log.find(" started, process "), log.rfind(" started, process ")) << log;
 }
 
