@@ -105,12 +105,13 @@ SetCompressorDictSize 32
 SetDatablockOptimize off"
 
 # stale FILE SET [MORE...]: FILE is missing or older than the set's payload
-# and product files (or than any of MORE). The NSIS installers leave setup.exe
-# out, so a new build of it remakes only the package.
+# and product files (or than any of MORE). A new build of setup.exe (and of
+# PxvUnInst.exe, which is setup.exe) remakes only the package: the NSIS
+# installers leave setup.exe out and carry PxvUnInst.exe as a file like any.
 stale() {
     local file="$1" set="$2" name
     shift 2
-    for name in "$work/$set/package.stamp" "${product_files[@]/#/$work/$set/package/}" "$@"; do
+    for name in "$work/$set/package.stamp" "$work/$set/package/Pixvn8.exe" "$work/$set/package/ThumbPvi32.dll" "$@"; do
         [ "$file" -nt "$name" ] || return 0
     done
     return 1

@@ -13,8 +13,12 @@
 
 #include <windows.h>
 
+#include <atomic>
 #include <string_view>
+#include <system_error>
+#include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace {
@@ -227,6 +231,199 @@ private:
     std::unordered_map<std::wstring, int> m_uses;
 };
 
+enum class FirstTry { kFailed, kCopied, kMoved };
+
+// The usual case, a target not there yet, in one call that refuses to
+// overwrite, without the existence tests first: under Wine each test of a
+// name not there searches the whole target folder. A move stays on its
+// volume. Touches nothing but its own new file, so several can run at once.
+FirstTry CopyToNewTarget(const std::wstring& source, const std::wstring& target, bool move)
+{
+    if (move && ::MoveFileExW(source.c_str(), target.c_str(), 0)) {
+        return FirstTry::kMoved;
+    }
+    return ::CopyFileW(source.c_str(), target.c_str(), TRUE) ? FirstTry::kCopied : FirstTry::kFailed;
+}
+
+// A moved file takes the access its new folder gives, or goes back to be
+// copied; what is in place is logged.
+FirstTry FinishFirstTry(FirstTry result, const std::wstring& source, const std::wstring& target)
+{
+    if (result == FirstTry::kMoved && !TakeAccessFromFolder(target)) {
+        ::MoveFileExW(target.c_str(), source.c_str(), 0);
+        result = ::CopyFileW(source.c_str(), target.c_str(), TRUE) ? FirstTry::kCopied : FirstTry::kFailed;
+    }
+    if (result != FirstTry::kFailed) {
+        DiagLog(result == FirstTry::kMoved ? L"move " : L"copy ", source, L" to ", target, L": done");
+    }
+    return result;
+}
+
+// When the first try fails (no source, a target already there) these steps
+// decide as always. 1 when the file is in place or waits for the restart.
+int CopyOverTarget(const std::wstring& source, const std::wstring& target, bool sameFolder)
+{
+    if (!PathExists(source)) {
+        DiagLog(L"copy ", source, L": no such file");
+        return 0;
+    }
+
+    if (sameFolder && PathExists(target) && !::DeleteFileW(target.c_str())) {
+        return 1;
+    }
+    const DWORD attributes = ::GetFileAttributesW(target.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES) {
+        // Failure shows in the deletion that follows.
+        ::SetFileAttributesW(target.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
+        if (!DiagResult(::DeleteFileW(target.c_str()), L"delete the earlier ", target)) {
+            // In use: move it aside for the restart to delete, or else leave
+            // the new copy beside it for the restart to put in its place.
+            std::wstring old = target + L".old";
+            if (PathExists(old) && !::DeleteFileW(old.c_str())) {
+                DeleteAtRestart(old.c_str());
+                old += L'2';
+                ::DeleteFileW(old.c_str());  // a stale ".old2" may be gone already
+            }
+            if (DiagResult(::MoveFileW(target.c_str(), old.c_str()), L"in use, move it aside to ", old)) {
+                DeleteAtRestart(old.c_str());
+            } else {
+                DeleteAtRestart(target.c_str());
+                const std::wstring fresh = target + L".new";
+                ::DeleteFileW(fresh.c_str());
+                if (DiagResult(::CopyFileW(source.c_str(), fresh.c_str(), FALSE), L"copy ", source, L" to ", fresh)) {
+                    ReplaceAtRestart(fresh.c_str(), target.c_str());
+                }
+            }
+        }
+    }
+    return DiagResult(::CopyFileW(source.c_str(), target.c_str(), FALSE), L"copy ", source, L" to ", target) ? 1 : 0;
+}
+
+
+// The first tries of a walk's copies run on several threads at once: under
+// Wine a copy spends most of its time waiting for the system, so two
+// overlap almost fully. Only the first try goes to them, which writes
+// nothing but its own new file; what it leaves undone, and every other step
+// of the walk, is done here in the list's order once the batch is through,
+// so the outcome is the walk's. Within one pattern a copy that fails for
+// good ends the walk as always: the later matches' new files are taken back.
+class CopyWorkers {
+public:
+    CopyWorkers() { s_active = this; }
+    ~CopyWorkers()
+    {
+        Flush();
+        s_active = nullptr;
+    }
+    CopyWorkers(const CopyWorkers&) = delete;
+    CopyWorkers& operator=(const CopyWorkers&) = delete;
+
+    static CopyWorkers* Active() { return s_active; }
+
+    // The copies that follow, up to EndGroup, are one pattern's walk.
+    void BeginGroup() { m_group = ++m_groups; }
+    void EndGroup() { m_group = 0; }
+
+    // 0 when the pattern's walk has ended, else 1 (the copy itself is done,
+    // or failed for good, by the next Flush).
+    int Add(const std::wstring& source, const std::wstring& target, bool move)
+    {
+        if (m_group != 0 && m_group == m_failedGroup) {
+            return 0;
+        }
+        // A file written by the batch is read, or written again, only after
+        // it, and a file moves only after the batch that copies it elsewhere.
+        const std::wstring targetKey = NameKey(target);
+        const std::wstring sourceKey = NameKey(source);
+        if (m_targets.count(targetKey) || m_targets.count(sourceKey) || (move && m_sources.count(sourceKey))) {
+            Flush();
+            if (m_group != 0 && m_group == m_failedGroup) {
+                return 0;
+            }
+        }
+        m_targets.insert(targetKey);
+        m_sources.insert(sourceKey);
+        m_jobs.push_back({source, target, move, m_group, FirstTry::kFailed});
+        if (m_jobs.size() >= kBatch) {
+            Flush();
+        }
+        return m_group != 0 && m_group == m_failedGroup ? 0 : 1;
+    }
+
+    // Runs the batch's first tries, then the rest of each copy in order.
+    void Flush()
+    {
+        std::atomic<size_t> next = 0;
+        const auto work = [this, &next] {
+            for (size_t i = next++; i < m_jobs.size(); i = next++) {
+                Job& job = m_jobs[i];
+                job.result = CopyToNewTarget(job.source, job.target, job.move);
+            }
+        };
+        std::vector<std::thread> helpers;
+        for (unsigned i = 1; i < kThreads && m_jobs.size() > i; ++i) {
+            try {
+                helpers.emplace_back(work);
+            } catch (const std::system_error&) {
+                break;  // fewer threads do the same work
+            }
+        }
+        work();
+        for (std::thread& helper : helpers) {
+            helper.join();
+        }
+        for (const Job& job : m_jobs) {
+            if (job.group != 0 && job.group == m_failedGroup) {
+                TakeBack(job);
+            } else if (FinishFirstTry(job.result, job.source, job.target) == FirstTry::kFailed &&
+                       !CopyOverTarget(job.source, job.target, false) && job.group != 0) {
+                m_failedGroup = job.group;
+            }
+        }
+        m_jobs.clear();
+        m_targets.clear();
+        m_sources.clear();
+    }
+
+private:
+    static constexpr size_t kBatch = 256;
+    static constexpr unsigned kThreads = 2;
+
+    struct Job {
+        std::wstring source;
+        std::wstring target;
+        bool move;
+        unsigned group;
+        FirstTry result;
+    };
+
+    // A copy that the walk, ended before it, would not have made.
+    static void TakeBack(const Job& job)
+    {
+        if (job.result == FirstTry::kMoved) {
+            ::MoveFileExW(job.target.c_str(), job.source.c_str(), 0);
+        } else if (job.result == FirstTry::kCopied) {
+            ::SetFileAttributesW(job.target.c_str(), FILE_ATTRIBUTE_NORMAL);
+            ::DeleteFileW(job.target.c_str());
+        }
+    }
+
+    static inline CopyWorkers* s_active = nullptr;
+    std::vector<Job> m_jobs;
+    std::unordered_set<std::wstring> m_targets;
+    std::unordered_set<std::wstring> m_sources;
+    unsigned m_groups = 0;
+    unsigned m_group = 0;
+    unsigned m_failedGroup = 0;
+};
+
+void FlushCopies()
+{
+    if (CopyWorkers* workers = CopyWorkers::Active()) {
+        workers->Flush();
+    }
+}
+
 // Whether the body names a place ours to write: inside its base, and not
 // in or below a junction or link that someone put where our folder was.
 bool IsOursToWrite(const CopyBody& body, const std::wstring& targetBase)
@@ -281,6 +478,7 @@ void DeployLine(std::wstring_view line, bool wow64)
             CopyBodyInto(SplitCopyBody(body), ParentOfDestination(destination));
         }
     } else if (MatchLogPrefix(line, kFileCopyIndPrefix, body)) {
+        FlushCopies();  // the test for the system's own library parks the installed one
         const CopyBody copy = SplitCopyBody(body);
         if (!IsOursToWrite(copy, destination)) {
             return;
@@ -289,6 +487,7 @@ void DeployLine(std::wstring_view line, bool wow64)
             CopyBodyInto(copy, destination);
         }
     } else if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
+        FlushCopies();
         const std::wstring folder = destination + L"\\" + std::wstring(body);
         if (IsConfinedRelativeName(body) && !LeadsThroughLink(folder)) {
             // Only the last level; an existing folder is as good as a new one.
@@ -310,6 +509,7 @@ void DeployPackage(const std::wstring& listPath)
     const LinkCheckPass pass;
     const PackageFolders folders;
     PackageMoves moves(listPath);
+    CopyWorkers workers;
     std::wstring line;
     while (list.ReadLine(line)) {
         DeployLine(line, wow64);
@@ -368,58 +568,18 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
     }
     const std::wstring source = from + name;
     const std::wstring target = to + (newName ? std::wstring(newName) : name);
-    // The usual case, a target not there yet, in one call that refuses to
-    // overwrite, without the existence tests first: under Wine each test of
-    // a name not there searches the whole target folder. When this fails
-    // (no source, a target already there) the steps below decide as always.
-    // A move stays on its volume and takes the access its new folder gives,
-    // or goes back to be copied.
     PackageMoves* moves = PackageMoves::Active();
-    if (moves && moves->IsLastUse(source) && ::MoveFileExW(source.c_str(), target.c_str(), 0)) {
-        if (TakeAccessFromFolder(target)) {
-            DiagLog(L"move ", source, L" to ", target, L": done");
-            return 1;
+    const bool move = moves && moves->IsLastUse(source);
+    if (CopyWorkers* workers = CopyWorkers::Active()) {
+        if (!sameFolder) {
+            return workers->Add(source, target, move);
         }
-        ::MoveFileExW(target.c_str(), source.c_str(), 0);
+        workers->Flush();
     }
-    if (::CopyFileW(source.c_str(), target.c_str(), TRUE)) {
-        DiagLog(L"copy ", source, L" to ", target, L": done");
+    if (FinishFirstTry(CopyToNewTarget(source, target, move), source, target) != FirstTry::kFailed) {
         return 1;
     }
-    if (!PathExists(source)) {
-        DiagLog(L"copy ", source, L": no such file");
-        return 0;
-    }
-
-    if (sameFolder && PathExists(target) && !::DeleteFileW(target.c_str())) {
-        return 1;
-    }
-    const DWORD attributes = ::GetFileAttributesW(target.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES) {
-        // Failure shows in the deletion that follows.
-        ::SetFileAttributesW(target.c_str(), attributes & ~(FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
-        if (!DiagResult(::DeleteFileW(target.c_str()), L"delete the earlier ", target)) {
-            // In use: move it aside for the restart to delete, or else leave
-            // the new copy beside it for the restart to put in its place.
-            std::wstring old = target + L".old";
-            if (PathExists(old) && !::DeleteFileW(old.c_str())) {
-                DeleteAtRestart(old.c_str());
-                old += L'2';
-                ::DeleteFileW(old.c_str());  // a stale ".old2" may be gone already
-            }
-            if (DiagResult(::MoveFileW(target.c_str(), old.c_str()), L"in use, move it aside to ", old)) {
-                DeleteAtRestart(old.c_str());
-            } else {
-                DeleteAtRestart(target.c_str());
-                const std::wstring fresh = target + L".new";
-                ::DeleteFileW(fresh.c_str());
-                if (DiagResult(::CopyFileW(source.c_str(), fresh.c_str(), FALSE), L"copy ", source, L" to ", fresh)) {
-                    ReplaceAtRestart(fresh.c_str(), target.c_str());
-                }
-            }
-        }
-    }
-    return DiagResult(::CopyFileW(source.c_str(), target.c_str(), FALSE), L"copy ", source, L" to ", target) ? 1 : 0;
+    return CopyOverTarget(source, target, sameFolder);
 }
 
 void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFolder, const std::wstring& toFolder)
@@ -431,6 +591,7 @@ void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFold
     }
     const std::wstring targetFolder = PatternTargetFolder(toFolder, pattern);
     if (!PathExists(targetFolder)) {
+        FlushCopies();
         for (const auto& folder : FolderChain(targetFolder)) {
             ::CreateDirectoryW(folder.c_str(), nullptr);  // an existing level is fine; a failure shows in the copy
         }
@@ -438,6 +599,10 @@ void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFold
     const size_t patternSlash = pattern.find(L'\\');
     const std::wstring copyFrom =
         patternSlash == std::wstring::npos ? fromFolder : searchPath.substr(0, searchPath.rfind(L'\\'));
+    CopyWorkers* workers = CopyWorkers::Active();
+    if (workers) {
+        workers->BeginGroup();
+    }
     do {
         const std::wstring match = search.Entry().cFileName;
         if (match == L"." || match == L"..") {
@@ -445,7 +610,10 @@ void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFold
         }
         // A folder among the matches fails its copy and so ends the walk.
         if (!CopyOneFile(match, copyFrom, targetFolder, nullptr)) {
-            return;
+            break;
         }
     } while (search.Next());
+    if (workers) {
+        workers->EndGroup();
+    }
 }

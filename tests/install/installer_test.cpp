@@ -119,6 +119,7 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     WriteTextFile(Source(L"msvcrt.dll"), "package copy");
     MakeFolders(Dest());
     WriteTextFile(Dest() + L"\\msvcrt.dll", "installed copy");
+    WriteTextFile(Dest() + L"\\a.txt", "earlier");  // replaced before the next line moves its source
     // A long line's rest is not a line of its own, even when it looks like one.
     const std::string longLine = "File Copy: " + std::string(kLogLineChars - 1 - 11, 'x') + "File Copy: sub\\b.txt\r\n";
     WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\nFile Copy: a.txt > again.txt\r\n" + longLine +
