@@ -9,6 +9,9 @@
 # way (solid LZMA): their sizes, and the times of "-s" and "/S".
 #   scripts/bench-install.sh [ROUNDS]     (after scripts/build.sh; default 3)
 #   BENCH_SETS="200" scripts/bench-install.sh 1     (only some payload sets)
+#   BENCH_PACKAGE_SETS="200 2000" ...   (the package and its NSIS-LZMA peer
+#       only for these sets; the others compare the installation alone, as
+#       long as they hold no package from an earlier run)
 # The payloads (bench/payload.py) and installers are kept in
 # build/win/bench-install and made again only when the generator changes.
 set -euo pipefail
@@ -17,6 +20,7 @@ build="${SETUP_BUILD_DIR:-$root/build/win}"
 work="$build/bench-install"
 rounds="${1:-3}"
 sets=(${BENCH_SETS:-2000 200 20000})
+package_sets=" ${BENCH_PACKAGE_SETS:-${sets[*]}} "
 
 # The product's files that a package carries beside its payload; Pixvn8.exe
 # with its version resource is what makes setup accept the package.
@@ -123,6 +127,10 @@ for set in "${sets[@]}"; do
     make_package "$set"
     if stale "$work/$set/nsis-stored.exe" "$set"; then
         make_nsis_installer "$work/$set/package" "$work/$set/nsis-stored.exe" "SetCompress off"
+    fi
+    if [[ "$package_sets" != *" $set "* ]]; then
+        windows_folders+=("Z:${work//\//\\}\\$set")
+        continue
     fi
     if stale "$work/$set/nsis-lzma.exe" "$set"; then
         make_nsis_installer "$work/$set/package" "$work/$set/nsis-lzma.exe" "$solid_lzma"
