@@ -299,7 +299,6 @@ int CopyOverTarget(const std::wstring& source, const std::wstring& target, bool 
     return DiagResult(::CopyFileW(source.c_str(), target.c_str(), FALSE), L"copy ", source, L" to ", target) ? 1 : 0;
 }
 
-
 // The first tries of a walk's copies run on several threads at once: under
 // Wine a copy spends most of its time waiting for the system, so two
 // overlap almost fully. Only the first try goes to them, which writes
