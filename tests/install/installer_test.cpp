@@ -128,7 +128,8 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
                                            "File Copy: a.txt > " + Narrow(m_outside) +
                                            "\\absolute.txt\r\nMake Dir: ..\\made\r\nFile Copy: missing.txt\r\n"
                                            "File Copy x64: sub\\b.txt\r\nFile Copy prt: a.txt\r\n"
-                                           "File Copy: sub\\b.txt > renamed.txt\r\nFile Copy ind: pvcodec8.dll\r\n"
+                                           "File Copy: sub\\b.txt > renamed.txt\r\nFile Copy: sub\\b.txt > b.txt\r\n"
+                                           "File Copy ind: pvcodec8.dll\r\n"
                                            "File Copy ind: msvcrt.dll\r\nFile Copy: p\\*.dat\r\n");
     wchar_t current[MAX_PATH] = {};
     ::GetCurrentDirectoryW(MAX_PATH, current);
@@ -145,11 +146,12 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     ::SetCurrentDirectoryW(current);
     g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
     EXPECT_EQ(NamesIn(m_outside), Names{L"dest"});
-    EXPECT_EQ(NamesIn(Dest()), (Names{L"a.txt", L"again.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p"}));
+    EXPECT_EQ(NamesIn(Dest()),
+              (Names{L"a.txt", L"again.txt", L"b.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p"}));
     EXPECT_EQ(ReadTextFile(Dest() + L"\\msvcrt.dll"), "installed copy");
     EXPECT_EQ(ReadTextFile(Dest() + L"\\a.txt") + ReadTextFile(Dest() + L"\\again.txt"), "payloadpayload");
     EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
-    Names moved = {Dest() + L"\\again.txt", Dest() + L"\\renamed.txt", Dest() + L"\\pvcodec8.dll"};
+    Names moved = {Dest() + L"\\again.txt", Dest() + L"\\b.txt", Dest() + L"\\pvcodec8.dll"};
     Names left = NamesIn(Source(L"p"));
     for (const std::wstring& name : before) {
         moved.insert(Dest() + L"\\p\\" + name);
