@@ -13,6 +13,9 @@ echo "== Fuzzing the text parsers (a fixed number of inputs each)"
 "$root/scripts/fuzz.sh" --runs 5000
 echo "== Windows tests under Wine"
 cd "$root/build/win"
+# Wine's first start (the template prefix, its services) before ctest runs
+# each test program to list its tests, which has no retry of its own.
+./wine-run.sh --fresh-prefix
 if [ "${SETUP_TEST_HEADLESS:-}" = 1 ]; then
     (unset DISPLAY; ctest --output-on-failure)
 else
