@@ -389,7 +389,9 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     const std::wstring group = programs + L"\\Quorvex\\Pixvane 8";
     const std::wstring earlierLink = group + L"\\Pixvane 8 Tips.lnk";
     WriteTextFile(earlierLink, "a shortcut of 8.1");
-    WriteTextFile(folder + L"\\PxvUnInst.log", log + "Shell Link: " + Narrow(earlierLink) + "\r\n");
+    WriteTextFile(folder + L"\\Notes81.txt", "a file of 8.1");
+    WriteTextFile(folder + L"\\PxvUnInst.log",
+                  log + "File Copy: Notes81.txt\r\nShell Link: " + Narrow(earlierLink) + "\r\n");
     // It started with Windows for this user.
     const std::wstring startupLink = GetSpecialFolderPath(CSIDL_STARTUP) + L"\\Pixvane 8.lnk";
     WriteTextFile(startupLink, "a shortcut");
@@ -429,8 +431,9 @@ TEST_F(InstallationEndToEnd, UpgradeKeepsTheEarlierChoicesAndReplacesAFileInUseA
     EXPECT_FALSE(FileExists(folder + L"\\PvCapHlp.dll"));
     EXPECT_FALSE(FileExists(folder + L"\\Languages\\Old.lg7"));
     EXPECT_TRUE(FileExists(folder + L"\\My notes.txt"));
-    // Only the earlier list names it, and the new list does not retire it.
-    EXPECT_TRUE(FileExists(folder + L"\\Tips81.txt"));
+    EXPECT_FALSE(FileExists(folder + L"\\Tips81.txt"));
+    // Only the earlier log names it, and the new list does not retire it.
+    EXPECT_TRUE(FileExists(folder + L"\\Notes81.txt"));
     EXPECT_FALSE(FileExists(earlierLink));
     EXPECT_EQ(NamesIn(frames), std::set<std::wstring>{L"Classic.png"});
     EXPECT_TRUE(UnixLink(folder + L"\\Effects\\Frames"));
