@@ -14,6 +14,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <optional>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -46,12 +47,6 @@ std::wstring ParentOfDestination(std::wstring destination)
     return last == std::wstring::npos ? std::wstring() : destination.substr(0, last);
 }
 
-// The package's folders, each listed once while the list is walked: under
-// Wine every search for one name reads its whole folder, which made checking
-// and copying a list quadratic in the number of its files. Only names the
-// listing holds are answered from it; any other name (a pattern, a file not
-// there, a spelling that only the file system folds to a name) is searched
-// for as before. The package does not change while setup reads it.
 // A name upper-cased as the file system compares names, near enough: a name
 // this folds otherwise is only searched for, or copied, never lost.
 std::wstring NameKey(std::wstring_view name)
@@ -62,6 +57,12 @@ std::wstring NameKey(std::wstring_view name)
     return key;
 }
 
+// The package's folders, each listed once while the list is walked: under
+// Wine every search for one name reads its whole folder, which made checking
+// and copying a list quadratic in the number of its files. Only names the
+// listing holds are answered from it; any other name (a pattern, a file not
+// there, a spelling that only the file system folds to a name) is searched
+// for as before. The package does not change while setup reads it.
 class PackageFolders {
 public:
     PackageFolders() { s_active = this; }
@@ -137,6 +138,31 @@ private:
     UniqueFindHandle m_search;
 };
 
+// The folder a copy line's files go to, or nothing for a line the walk
+// passes over; library is set for a "File Copy ind: " line. "File Copy x64: "
+// lines follow the 32-bit emulation test, not Windows' own bitness: a 64-bit
+// setup takes them only for a portable installation.
+std::optional<std::wstring> CopyLineBase(std::wstring_view line, bool wow64, std::wstring_view& body,
+                                         bool* library = nullptr)
+{
+    const std::wstring& destination = g_installState.destinationFolder;
+    const bool portable = g_installState.kind == Portable;
+    if (MatchLogPrefix(line, kFileCopyPrefix, body) ||
+        ((wow64 || portable) && MatchLogPrefix(line, kFileCopyX64Prefix, body))) {
+        return destination;
+    }
+    if (portable && MatchLogPrefix(line, kFileCopyPrtPrefix, body)) {
+        return ParentOfDestination(destination);
+    }
+    if (MatchLogPrefix(line, kFileCopyIndPrefix, body)) {
+        if (library) {
+            *library = true;
+        }
+        return destination;
+    }
+    return std::nullopt;
+}
+
 // A relative name that reaches its file in one way only: "\\" between its
 // parts, none of them empty, "." or "..", or ending in a dot or a blank (which
 // the system drops), and no short name or stream.
@@ -178,15 +204,11 @@ public:
         ::GetModuleFileNameW(nullptr, own, static_cast<DWORD>(kPathChars));
         ++m_uses[NameKey(listPath)];
         ++m_uses[NameKey(own)];
-        const bool portable = g_installState.kind == Portable;
         const bool wow64 = IsWow64();
         std::wstring line;
         std::wstring_view body;
         while (list.ReadLine(line)) {
-            // The lines the walk acts on, as it decides.
-            if (!MatchLogPrefix(line, kFileCopyPrefix, body) && !MatchLogPrefix(line, kFileCopyIndPrefix, body) &&
-                !((wow64 || portable) && MatchLogPrefix(line, kFileCopyX64Prefix, body)) &&
-                !(portable && MatchLogPrefix(line, kFileCopyPrtPrefix, body))) {
+            if (!CopyLineBase(line, wow64, body)) {
                 continue;
             }
             const CopyBody copy = SplitCopyBody(body);
@@ -460,31 +482,19 @@ bool SystemSuppliesLibrary(const std::wstring& name, const std::wstring& destina
 
 void DeployLine(std::wstring_view line, bool wow64)
 {
-    const InstallState& state = g_installState;
-    const std::wstring& destination = state.destinationFolder;
-    const bool portable = state.kind == Portable;
+    const std::wstring& destination = g_installState.destinationFolder;
     std::wstring_view body;
-    if (MatchLogPrefix(line, kFileCopyPrefix, body)) {
-        CopyBodyInto(SplitCopyBody(body), destination);
-    } else if (MatchLogPrefix(line, kFileCopyX64Prefix, body)) {
-        // The 32-bit emulation test, not Windows' own bitness: a 64-bit setup
-        // takes these only for a portable installation.
-        if (wow64 || portable) {
-            CopyBodyInto(SplitCopyBody(body), destination);
-        }
-    } else if (MatchLogPrefix(line, kFileCopyPrtPrefix, body)) {
-        if (portable) {
-            CopyBodyInto(SplitCopyBody(body), ParentOfDestination(destination));
-        }
-    } else if (MatchLogPrefix(line, kFileCopyIndPrefix, body)) {
-        FlushCopies();  // the test for the system's own library parks the installed one
+    bool library = false;
+    if (const auto base = CopyLineBase(line, wow64, body, &library)) {
         const CopyBody copy = SplitCopyBody(body);
-        if (!IsOursToWrite(copy, destination)) {
-            return;
+        if (library) {
+            FlushCopies();  // the test for the system's own library parks the installed one
+            if (!IsOursToWrite(copy, *base) ||
+                (g_installState.kind != Portable && SystemSuppliesLibrary(copy.source, *base))) {
+                return;
+            }
         }
-        if (portable || !SystemSuppliesLibrary(copy.source, destination)) {
-            CopyBodyInto(copy, destination);
-        }
+        CopyBodyInto(copy, *base);
     } else if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
         FlushCopies();
         const std::wstring folder = destination + L"\\" + std::wstring(body);
@@ -519,7 +529,6 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
 {
     const InstallState& state = g_installState;
     const std::wstring& destination = state.destinationFolder;
-    const bool portable = state.kind == Portable;
     const bool wow64 = IsWow64();
     bool fits = FitsPathLimit(destination, true) && FitsPathLimit(JoinPath(destination, kInstallLogName), false);
     InstallLogReader list(listPath);
@@ -527,15 +536,12 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
     std::wstring line;
     std::wstring_view body;
     while (fits && list.ReadLine(line)) {
-        std::wstring base = destination;
         if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
             fits = !IsConfinedRelativeName(body) || FitsPathLimit(JoinPath(destination, body), true);
             continue;
         }
-        if (portable && MatchLogPrefix(line, kFileCopyPrtPrefix, body)) {
-            base = ParentOfDestination(destination);
-        } else if (!MatchLogPrefix(line, kFileCopyPrefix, body) && !MatchLogPrefix(line, kFileCopyIndPrefix, body) &&
-                   !((wow64 || portable) && MatchLogPrefix(line, kFileCopyX64Prefix, body))) {
+        const auto base = CopyLineBase(line, wow64, body);
+        if (!base) {
             continue;
         }
         const CopyBody copy = SplitCopyBody(body);
@@ -543,12 +549,12 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
             continue;
         }
         if (copy.target) {
-            fits = FitsPathLimit(JoinPath(base, *copy.target), false);
+            fits = FitsPathLimit(JoinPath(*base, *copy.target), false);
             continue;
         }
         // A pattern writes the names its matches have in the package.
         PackageSearch search(state.sourceFolder, copy.source);
-        const std::wstring target = PatternTargetFolder(base, copy.source);
+        const std::wstring target = PatternTargetFolder(*base, copy.source);
         for (bool more = search.Found(); fits && more; more = search.Next()) {
             fits = FitsPathLimit(target + search.Entry().cFileName, false);
         }
