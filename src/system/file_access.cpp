@@ -6,7 +6,6 @@
 #include <sddl.h>
 
 #include <cwctype>
-#include <vector>
 
 CreateFileWFn g_pfnCreateFileW = ::CreateFileW;
 SetNamedSecurityInfoWFn g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
@@ -32,22 +31,6 @@ public:
 private:
     PSECURITY_DESCRIPTOR m_descriptor = nullptr;
 };
-
-// The process's default owner, which the system gives every file it makes.
-std::vector<unsigned char> DefaultOwner()
-{
-    UniqueHandle token;
-    DWORD size = 0;
-    if (!::OpenProcessToken(::GetCurrentProcess(), TOKEN_QUERY, token.Put())) {
-        return {};
-    }
-    ::GetTokenInformation(token.Get(), TokenOwner, nullptr, 0, &size);  // fails, telling the size
-    std::vector<unsigned char> owner(size);
-    if (size == 0 || !::GetTokenInformation(token.Get(), TokenOwner, owner.data(), size, &size)) {
-        return {};
-    }
-    return owner;
-}
 
 bool IsAdministratorsOrSystem(PSID sid)
 {
@@ -127,21 +110,13 @@ bool IsPackagesOwnFolder(const std::wstring& folder)
 
 bool TakeAccessFromFolder(const std::wstring& path)
 {
-    // An empty list that is not protected leaves exactly what the parent passes on.
+    // An empty list that is not protected leaves exactly what the folder passes on.
     ACL empty = {};
-    if (!::InitializeAcl(&empty, sizeof(empty), ACL_REVISION)) {
-        return false;
-    }
-    std::wstring name = path;
-    const SECURITY_INFORMATION dacl = DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION;
-    static const std::vector<unsigned char> owner = DefaultOwner();
-    PSID ownerSid = owner.empty() ? nullptr : reinterpret_cast<const TOKEN_OWNER*>(owner.data())->Owner;
-    if (ownerSid && g_pfnSetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, dacl | OWNER_SECURITY_INFORMATION,
-                                               ownerSid, nullptr, &empty, nullptr) == ERROR_SUCCESS) {
-        return true;
-    }
-    return g_pfnSetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT, dacl, nullptr, nullptr, &empty, nullptr) ==
-           ERROR_SUCCESS;
+    std::wstring name = path;  // the system's declaration takes a writable name
+    return ::InitializeAcl(&empty, sizeof(empty), ACL_REVISION) &&
+           g_pfnSetNamedSecurityInfoW(name.data(), SE_FILE_OBJECT,
+                                      DACL_SECURITY_INFORMATION | UNPROTECTED_DACL_SECURITY_INFORMATION, nullptr,
+                                      nullptr, &empty, nullptr) == ERROR_SUCCESS;
 }
 
 UniqueFileHandle CreateNewFileWithAccess(const std::wstring& path, const wchar_t* sddl)

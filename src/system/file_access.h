@@ -43,6 +43,7 @@ bool SetFolderAccess(const std::wstring& folder, const wchar_t* sddl);
 bool IsPackagesOwnFolder(const std::wstring& folder);
 
 // Gives a file moved into place the access it would have had as a copy made
-// there: the process's own default owner and only what its new folder passes
-// on (its access list from where it was made is dropped).
+// there: only what its new folder passes on (its access list from where it
+// was made is dropped). Its owner, whoever made it in the package's own
+// folder, is the one a copy would have.
 bool TakeAccessFromFolder(const std::wstring& path);
