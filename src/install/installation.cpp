@@ -23,7 +23,6 @@
 #include "uninstall/install_log_text.h"
 #include "uninstall/log_removal.h"
 
-#include <shellapi.h>
 #include <shlobj.h>
 
 ExitWindowsExFn g_pfnExitWindowsEx = ::ExitWindowsEx;
@@ -69,9 +68,7 @@ void ReportDamagedPackage()
     }
     ShowMessage(IDS_DAMAGED_PACKAGE, MB_OK | MB_ICONERROR);
     DiagLog(L"open the maker's web site ", kMakerHomePage);
-    if (!OpenAddressAsShellChild(kMakerHomePage)) {
-        ::ShellExecuteW(nullptr, L"open", kMakerHomePage, nullptr, nullptr, SW_SHOWNORMAL);  // no browser, no page
-    }
+    OpenAddressForUser(kMakerHomePage);  // no browser, no page
 }
 
 // The earlier installation gives up only its shortcuts and group, and the

@@ -15,15 +15,12 @@
 #include "uninstall/install_log_text.h"
 
 #include <objbase.h>
-#include <shellapi.h>
 #include <shlobj.h>
 #include <wrl/client.h>
 
 #include <vector>
 
 using Microsoft::WRL::ComPtr;
-
-ShellExecuteWFn g_pfnShellExecuteW = &::ShellExecuteW;
 
 namespace {
 
@@ -127,7 +124,5 @@ void OpenClosingWebPage()
     const std::wstring address = kInstallScriptAddress + query;
     DiagLog(L"open the closing web page ", address);
     // The browser runs with the user's rights, not setup's elevated ones.
-    if (!OpenAddressAsShellChild(address)) {
-        g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);  // failure not reported
-    }
+    OpenAddressForUser(address);
 }

@@ -16,7 +16,3 @@ void CreateShortcut(const std::wstring& target, const std::wstring& linkPath, co
 // "HomePage.url"; does nothing when unattended or when nothing changed.
 void OpenClosingWebPage();
 
-// What opens the page: the shell by default; tests put their own here so
-// that no browser is ever started.
-using ShellExecuteWFn = HINSTANCE(WINAPI*)(HWND, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, INT);
-extern ShellExecuteWFn g_pfnShellExecuteW;

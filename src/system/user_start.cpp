@@ -3,9 +3,12 @@
 #include "system/handles.h"
 #include "system/services.h"
 
+#include <shellapi.h>
+
 #include <vector>
 
 GetShellWindowFn g_pfnGetShellWindow = ::GetShellWindow;
+ShellExecuteWFn g_pfnShellExecuteW = &::ShellExecuteW;
 InitializeProcThreadAttributeListFn g_pfnInitializeProcThreadAttributeList = nullptr;
 UpdateProcThreadAttributeFn g_pfnUpdateProcThreadAttribute = nullptr;
 DeleteProcThreadAttributeListFn g_pfnDeleteProcThreadAttributeList = nullptr;
@@ -104,8 +107,10 @@ bool StartAsShellChild(const std::wstring& program, const std::wstring& argument
     return true;
 }
 
-bool OpenAddressAsShellChild(const std::wstring& address)
+void OpenAddressForUser(const std::wstring& address)
 {
     const std::wstring handler = SystemProgramPath(L"rundll32.exe");
-    return !handler.empty() && StartAsShellChild(handler, L"url.dll,FileProtocolHandler " + address, nullptr);
+    if (handler.empty() || !StartAsShellChild(handler, L"url.dll,FileProtocolHandler " + address, nullptr)) {
+        g_pfnShellExecuteW(nullptr, L"open", address.c_str(), nullptr, nullptr, SW_SHOW);
+    }
 }

@@ -14,9 +14,15 @@
 // caller then starts the program its own way.
 bool StartAsShellChild(const std::wstring& program, const std::wstring& arguments, const wchar_t* folder);
 
-// Opens address in the user's browser as the shell's child (through the
-// system's URL handler); false as above.
-bool OpenAddressAsShellChild(const std::wstring& address);
+// Opens address in the user's browser, as the shell's child (through the
+// system's URL handler) where a shell runs, else through the shell's own
+// open verb; a failure is not reported.
+void OpenAddressForUser(const std::wstring& address);
+
+// What opens an address when no shell takes the child; tests put their own
+// here so that no browser is ever started.
+using ShellExecuteWFn = HINSTANCE(WINAPI*)(HWND, LPCWSTR, LPCWSTR, LPCWSTR, LPCWSTR, INT);
+extern ShellExecuteWFn g_pfnShellExecuteW;
 
 // The window of the desktop's shell, through this pointer so that a test can
 // be a machine where none runs. The attribute calls exist from Vista on and

@@ -17,6 +17,7 @@
 #include "system/file_access.h"
 #include "system/path_text.h"
 #include "system/services.h"
+#include "system/user_start.h"
 #include "uninstall/deferred_delete.h"
 #include "uninstall/install_log_text.h"
 #include "uninstall/registry_cleanup.h"
