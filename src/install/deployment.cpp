@@ -258,23 +258,24 @@ enum class FirstTry { kFailed, kCopied, kMoved };
 // The usual case, a target not there yet, in one call that refuses to
 // overwrite, without the existence tests first: under Wine each test of a
 // name not there searches the whole target folder. A move stays on its
-// volume. Touches nothing but its own new file, so several can run at once.
+// volume, and the moved file takes the access its new folder gives, or goes
+// back to be copied. Touches nothing but its own new file (and a moved
+// file's source, which no later line needs), so several can run at once:
+// the access reset costs more than the move itself.
 FirstTry CopyToNewTarget(const std::wstring& source, const std::wstring& target, bool move)
 {
     if (move && ::MoveFileExW(source.c_str(), target.c_str(), 0)) {
-        return FirstTry::kMoved;
+        if (TakeAccessFromFolder(target)) {
+            return FirstTry::kMoved;
+        }
+        ::MoveFileExW(target.c_str(), source.c_str(), 0);
     }
     return ::CopyFileW(source.c_str(), target.c_str(), TRUE) ? FirstTry::kCopied : FirstTry::kFailed;
 }
 
-// A moved file takes the access its new folder gives, or goes back to be
-// copied; what is in place is logged.
-FirstTry FinishFirstTry(FirstTry result, const std::wstring& source, const std::wstring& target)
+// What the first try put in place is logged.
+FirstTry LogFirstTry(FirstTry result, const std::wstring& source, const std::wstring& target)
 {
-    if (result == FirstTry::kMoved && !TakeAccessFromFolder(target)) {
-        ::MoveFileExW(target.c_str(), source.c_str(), 0);
-        result = ::CopyFileW(source.c_str(), target.c_str(), TRUE) ? FirstTry::kCopied : FirstTry::kFailed;
-    }
     if (result != FirstTry::kFailed) {
         DiagLog(result == FirstTry::kMoved ? L"move " : L"copy ", source, L" to ", target, L": done");
     }
@@ -396,7 +397,7 @@ public:
         for (const Job& job : m_jobs) {
             if (job.group != 0 && job.group == m_failedGroup) {
                 TakeBack(job);
-            } else if (FinishFirstTry(job.result, job.source, job.target) == FirstTry::kFailed &&
+            } else if (LogFirstTry(job.result, job.source, job.target) == FirstTry::kFailed &&
                        !CopyOverTarget(job.source, job.target, false) && job.group != 0) {
                 m_failedGroup = job.group;
             }
@@ -581,7 +582,7 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
         }
         workers->Flush();
     }
-    if (FinishFirstTry(CopyToNewTarget(source, target, move), source, target) != FirstTry::kFailed) {
+    if (LogFirstTry(CopyToNewTarget(source, target, move), source, target) != FirstTry::kFailed) {
         return 1;
     }
     return CopyOverTarget(source, target, sameFolder);

@@ -27,6 +27,7 @@
 #include <shlobj.h>
 
 #include <filesystem>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -135,9 +136,11 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     wchar_t current[MAX_PATH] = {};
     ::GetCurrentDirectoryW(MAX_PATH, current);
     static Names inheriting;
+    static std::mutex inheritingLock;  // moved files take their access on the copying threads
     g_pfnSetNamedSecurityInfoW = [](LPWSTR name, SE_OBJECT_TYPE, SECURITY_INFORMATION what, PSID, PSID, PACL list,
                                     PACL) -> DWORD {
         if ((what & UNPROTECTED_DACL_SECURITY_INFORMATION) && list && list->AceCount == 0) {
+            const std::lock_guard<std::mutex> hold(inheritingLock);
             inheriting.insert(name);
         }
         return ERROR_SUCCESS;
@@ -158,7 +161,14 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
         moved.insert(Dest() + L"\\p\\" + name);
         EXPECT_EQ(left.count(name), 0u) << Narrow(name);
     }
-    EXPECT_EQ(inheriting, moved);
+    // A move that is taken back had its access reset before it went back.
+    for (const std::wstring& name : inheriting) {
+        const std::wstring back = Dest() + L"\\p\\";
+        EXPECT_TRUE(moved.count(name) || (name.starts_with(back) && left.count(name.substr(back.size()))))
+            << Narrow(name);
+        moved.erase(name);
+    }
+    EXPECT_EQ(moved, Names{});
     EXPECT_EQ(NamesIn(m_source), (Names{L"list.log", L"msvcrt.dll", L"p", L"sub"}));
     RemoveTree(m_source);
 }
