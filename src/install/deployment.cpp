@@ -208,7 +208,15 @@ public:
         std::wstring line;
         std::wstring_view body;
         while (list.ReadLine(line)) {
-            if (!CopyLineBase(line, wow64, body)) {
+            if (MatchLogPrefix(line, kMakeDirPrefix, body)) {
+                if (IsConfinedRelativeName(body) && IsPlainName(body)) {
+                    NoteMadeFolder(std::wstring(body));
+                }
+                continue;
+            }
+            bool library = false;
+            const auto base = CopyLineBase(line, wow64, body, &library);
+            if (!base) {
                 continue;
             }
             const CopyBody copy = SplitCopyBody(body);
@@ -220,6 +228,13 @@ public:
             }
             const size_t slash = copy.source.rfind(L'\\');
             const std::wstring folder = WithSeparator(source) + copy.source.substr(0, slash + 1);
+            // A file that goes to its own place in the product folder, by a
+            // line after the one that makes its folder, may move with that folder.
+            const bool inPlace = !copy.target && !library && *base == g_installState.destinationFolder;
+            NoteUse(copy.source, inPlace);
+            if (copy.target && *base == g_installState.destinationFolder) {
+                NoteUse(*copy.target, false);  // what the folder's own files would be replaced by
+            }
             PackageSearch search(source, copy.source);
             for (bool more = search.Found(); more; more = search.Next()) {
                 const WIN32_FIND_DATAW& entry = search.Entry();
@@ -230,7 +245,9 @@ public:
                 if (copy.target && NameKey(copy.source.substr(slash + 1)) != NameKey(entry.cFileName)) {
                     return;
                 }
-                ++m_uses[NameKey(folder + entry.cFileName)];
+                const std::wstring key = NameKey(folder + entry.cFileName);
+                ++m_uses[key];
+                m_inPlaceUses[key] += inPlace ? 1 : 0;
             }
         }
         s_active = this;
@@ -248,9 +265,101 @@ public:
         return uses != m_uses.end() && --uses->second == 0;
     }
 
+    // A fresh product folder takes the package's folder of the same name
+    // whole, in one move, when the folder is exactly what the list would
+    // build there: each file in it goes to its own place, by its one and only
+    // use, a line after this one; each folder in it is made by a line of its
+    // own, spelled as it is; and nothing else in the list writes into it. The
+    // moved folder takes the access of its new parent, which passes it on to
+    // everything inside. On any doubt or failure the folder is made as
+    // always, and its files follow one by one.
+    bool MoveWholeFolder(const std::wstring& name, const std::wstring& target)
+    {
+        const std::wstring folder = JoinPath(g_installState.sourceFolder, name);
+        const DWORD attributes = ::GetFileAttributesW(folder.c_str());
+        if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) ||
+            !(attributes & FILE_ATTRIBUTE_DIRECTORY) || !IsWhole(name, folder) ||
+            !::MoveFileExW(folder.c_str(), target.c_str(), 0)) {
+            return false;
+        }
+        if (!TakeAccessFromFolder(target)) {
+            ::MoveFileExW(target.c_str(), folder.c_str(), 0);
+            return false;
+        }
+        m_movedFolders.push_back(NameKey(folder + L"\\"));
+        return true;
+    }
+
+    // Whether the file at path is already in place, moved with its folder.
+    bool CameWithFolder(const std::wstring& path) const
+    {
+        const std::wstring key = NameKey(path);
+        for (const std::wstring& folder : m_movedFolders) {
+            if (key.starts_with(folder)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
 private:
+    // Each folder of name's path that its line does not leave whole: a line
+    // before the folder is made, or one that copies out of it elsewhere.
+    void NoteUse(std::wstring_view name, bool inPlace)
+    {
+        for (size_t slash = name.find(L'\\'); slash != std::wstring_view::npos; slash = name.find(L'\\', slash + 1)) {
+            const std::wstring key = NameKey(name.substr(0, slash));
+            if (!inPlace || !m_made.count(key)) {
+                m_notWhole.insert(key);
+            }
+        }
+    }
+
+    void NoteMadeFolder(const std::wstring& name)
+    {
+        NoteUse(name, true);  // a folder made before its parent
+        m_made.emplace(NameKey(name), name);
+    }
+
+    bool IsWhole(const std::wstring& name, const std::wstring& folder) const
+    {
+        if (m_notWhole.count(NameKey(name))) {
+            return false;
+        }
+        WIN32_FIND_DATAW found = {};
+        UniqueFindHandle search(::FindFirstFileW(JoinPath(folder, L"*").c_str(), &found));
+        for (bool more = search.IsValid(); more; more = ::FindNextFileW(search.Get(), &found)) {
+            const std::wstring entry = found.cFileName;
+            if (entry == L"." || entry == L"..") {
+                continue;
+            }
+            if (found.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) {
+                return false;
+            }
+            if (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) {
+                const std::wstring inner = name + L"\\" + entry;
+                const auto made = m_made.find(NameKey(inner));
+                if (made == m_made.end() || made->second != inner || !IsWhole(inner, JoinPath(folder, entry))) {
+                    return false;
+                }
+                continue;
+            }
+            const std::wstring key = NameKey(JoinPath(folder, entry));
+            const auto uses = m_uses.find(key);
+            const auto inPlace = m_inPlaceUses.find(key);
+            if (uses == m_uses.end() || uses->second != 1 || inPlace == m_inPlaceUses.end() || inPlace->second != 1) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     static inline PackageMoves* s_active = nullptr;
     std::unordered_map<std::wstring, int> m_uses;
+    std::unordered_map<std::wstring, int> m_inPlaceUses;
+    std::unordered_map<std::wstring, std::wstring> m_made;  // by key, as the list spells it
+    std::unordered_set<std::wstring> m_notWhole;
+    std::vector<std::wstring> m_movedFolders;
 };
 
 enum class FirstTry { kFailed, kCopied, kMoved };
@@ -500,6 +609,11 @@ void DeployLine(std::wstring_view line, bool wow64)
         FlushCopies();
         const std::wstring folder = destination + L"\\" + std::wstring(body);
         if (IsConfinedRelativeName(body) && !LeadsThroughLink(folder)) {
+            PackageMoves* moves = PackageMoves::Active();
+            if (moves && !PathExists(folder) && moves->MoveWholeFolder(std::wstring(body), folder)) {
+                DiagLog(L"move the folder ", JoinPath(g_installState.sourceFolder, body), L" to ", folder, L": done");
+                return;
+            }
             // Only the last level; an existing folder is as good as a new one.
             DiagResult(::CreateDirectoryW(folder.c_str(), nullptr), L"make folder ", folder);
         }
@@ -575,6 +689,9 @@ int CopyOneFile(const std::wstring& name, const std::wstring& fromFolder, const 
     const std::wstring source = from + name;
     const std::wstring target = to + (newName ? std::wstring(newName) : name);
     PackageMoves* moves = PackageMoves::Active();
+    if (moves && moves->CameWithFolder(source)) {
+        return 1;
+    }
     const bool move = moves && moves->IsLastUse(source);
     if (CopyWorkers* workers = CopyWorkers::Active()) {
         if (!sameFolder) {

@@ -105,11 +105,17 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     EXPECT_EQ(protectedFolders,
               Names{throughProgramFiles + L" O:BAD:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;0x1200a9;;;BU)"});
     EXPECT_TRUE(FolderExists(dest));
-    MakeFolders(Source(L"sub"));
+    for (const wchar_t* folder : {L"sub", L"w\\in", L"s", L"r"}) {
+        MakeFolders(Source(folder));
+    }
     MakeFolders(Source(L"p\\c.dat"));  // a folder among the matches fails its copy
-    for (const wchar_t* name : {L"a.txt", L"sub\\b.txt", L"p\\a.dat", L"p\\b.dat", L"p\\d.dat", L"p\\e.dat"}) {
+    for (const wchar_t* name : {L"a.txt", L"sub\\b.txt", L"p\\a.dat", L"p\\b.dat", L"p\\d.dat", L"p\\e.dat",
+                                L"w\\x.txt", L"w\\in\\y.txt", L"s\\kept.txt", L"s\\stray.txt"}) {
         WriteTextFile(Source(name), "payload");
     }
+    // A folder moves whole only when it holds just what the list puts there:
+    // not with a file no line names, nor where another file is written in.
+    WriteTextFile(Source(L"r\\x.txt"), "own");
     Names before;  // the matches the search gives ahead of the folder
     WIN32_FIND_DATAW found = {};
     UniqueFindHandle search(::FindFirstFileW(Source(L"p\\*.dat").c_str(), &found));
@@ -124,7 +130,10 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     WriteTextFile(Dest() + L"\\a.txt", "earlier");  // replaced before the next line moves its source
     // A long line's rest is not a line of its own, even when it looks like one.
     const std::string longLine = "File Copy: " + std::string(kLogLineChars - 1 - 11, 'x') + "File Copy: sub\\b.txt\r\n";
-    WriteTextFile(Source(L"list.log"), "File Copy: a.txt\r\nFile Copy: a.txt > again.txt\r\n" + longLine +
+    WriteTextFile(Source(L"list.log"), "Make Dir: w\r\nMake Dir: w\\in\r\nFile Copy: w\\*.txt\r\nFile Copy: w\\in\\y.txt\r\n"
+                                       "Make Dir: s\r\nFile Copy: s\\kept.txt\r\nMake Dir: r\r\n"
+                                       "File Copy: sub\\b.txt > r\\x.txt\r\nFile Copy: r\\x.txt\r\n"
+                                       "File Copy: a.txt\r\nFile Copy: a.txt > again.txt\r\n" + longLine +
                                            "\x01\xff\xfe\x80 File Copy: sub\\b.txt\r\n"
                                            "File Copy: ..\\a.txt\r\nFile Copy: a.txt > ..\\escaped.txt\r\n"
                                            "File Copy: a.txt > " + Narrow(m_outside) +
@@ -151,11 +160,19 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     g_pfnSetNamedSecurityInfoW = ::SetNamedSecurityInfoW;
     EXPECT_EQ(NamesIn(m_outside), Names{L"dest"});
     EXPECT_EQ(NamesIn(Dest()),
-              (Names{L"a.txt", L"again.txt", L"b.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p"}));
+              (Names{L"a.txt", L"again.txt", L"b.txt", L"renamed.txt", L"msvcrt.dll", L"pvcodec8.dll", L"p", L"r",
+                     L"s", L"w"}));
+    EXPECT_EQ(NamesIn(Dest() + L"\\w"), (Names{L"x.txt", L"in"}));
+    EXPECT_EQ(NamesIn(Dest() + L"\\w\\in"), Names{L"y.txt"});
+    EXPECT_EQ(NamesIn(Dest() + L"\\s"), Names{L"kept.txt"});
+    EXPECT_EQ(NamesIn(Source(L"s")), Names{L"stray.txt"});
+    EXPECT_EQ(ReadTextFile(Dest() + L"\\r\\x.txt"), "own");
     EXPECT_EQ(ReadTextFile(Dest() + L"\\msvcrt.dll"), "installed copy");
     EXPECT_EQ(ReadTextFile(Dest() + L"\\a.txt") + ReadTextFile(Dest() + L"\\again.txt"), "payloadpayload");
     EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
-    Names moved = {Dest() + L"\\again.txt", Dest() + L"\\b.txt", Dest() + L"\\pvcodec8.dll"};
+    // A folder moved whole passes its new access on to what it holds.
+    Names moved = {Dest() + L"\\again.txt", Dest() + L"\\b.txt", Dest() + L"\\pvcodec8.dll", Dest() + L"\\w",
+                   Dest() + L"\\s\\kept.txt"};
     Names left = NamesIn(Source(L"p"));
     for (const std::wstring& name : before) {
         moved.insert(Dest() + L"\\p\\" + name);
@@ -169,7 +186,7 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
         moved.erase(name);
     }
     EXPECT_EQ(moved, Names{});
-    EXPECT_EQ(NamesIn(m_source), (Names{L"list.log", L"msvcrt.dll", L"p", L"sub"}));
+    EXPECT_EQ(NamesIn(m_source), (Names{L"list.log", L"msvcrt.dll", L"p", L"r", L"s", L"sub"}));
     RemoveTree(m_source);
 }
 
