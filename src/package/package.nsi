@@ -63,6 +63,12 @@ Var Arguments   ; what the user gave after the program name, verbatim
 Var Private     ; the folder the payload is unpacked into
 
 Function .onInit
+    ; The System plug-in (the arguments, the private folder) is unpacked into
+    ; a folder of its own under $TEMP and loaded from there, elevated. In the
+    ; user's temporary folder the user may rename any child, and so swap that
+    ; folder for one of his own between its making and the loading; in the
+    ; Windows one he cannot.
+    UnsafeStrCpy $TEMP "$WINDIR\Temp"
     ; Until setup has run: the installation did not happen.
     SetErrorLevel 1603
     Call ReadArguments
