@@ -239,7 +239,14 @@ public:
             for (bool more = search.Found(); more; more = search.Next()) {
                 const WIN32_FIND_DATAW& entry = search.Entry();
                 if (entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) {
-                    continue;  // never moved
+                    // Never moved. A folder among a pattern's matches fails
+                    // its copy and ends the walk, so neither it nor the
+                    // folders above it may arrive whole.
+                    const std::wstring match = entry.cFileName;
+                    if (match != L"." && match != L"..") {
+                        NoteUse(copy.source.substr(0, slash + 1) + match + L"\\", false);
+                    }
+                    continue;
                 }
                 // A renaming copy takes its file by the line's name, which must be the file's own.
                 if (copy.target && NameKey(copy.source.substr(slash + 1)) != NameKey(entry.cFileName)) {
@@ -325,6 +332,19 @@ private:
     {
         if (m_notWhole.count(NameKey(name))) {
             return false;
+        }
+        // A folder the list makes where the package has a file would first
+        // be made, then moved aside for the file.
+        const std::wstring below = NameKey(name + L"\\");
+        for (const auto& [key, spelled] : m_made) {
+            if (!key.starts_with(below)) {
+                continue;
+            }
+            const DWORD there = ::GetFileAttributesW(JoinPath(g_installState.sourceFolder, spelled).c_str());
+            if (there != INVALID_FILE_ATTRIBUTES &&
+                (there & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != FILE_ATTRIBUTE_DIRECTORY) {
+                return false;
+            }
         }
         WIN32_FIND_DATAW found = {};
         UniqueFindHandle search(::FindFirstFileW(JoinPath(folder, L"*").c_str(), &found));

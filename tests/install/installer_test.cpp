@@ -141,7 +141,8 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
                                            "File Copy x64: sub\\b.txt\r\nFile Copy prt: a.txt\r\n"
                                            "File Copy: sub\\b.txt > renamed.txt\r\nFile Copy: sub\\b.txt > b.txt\r\n"
                                            "File Copy ind: pvcodec8.dll\r\n"
-                                           "File Copy ind: msvcrt.dll\r\nFile Copy: p\\*.dat\r\n");
+                                           "File Copy ind: msvcrt.dll\r\nMake Dir: p\r\nFile Copy: p\\*.dat\r\n"
+                                           "Make Dir: p\\c.dat\r\n");
     wchar_t current[MAX_PATH] = {};
     ::GetCurrentDirectoryW(MAX_PATH, current);
     static Names inheriting;
@@ -169,7 +170,9 @@ TEST_F(Deployment, AListWritesOnlyInsideTheDestinationAndOnlyWhatTheSystemLacks)
     EXPECT_EQ(ReadTextFile(Dest() + L"\\r\\x.txt"), "own");
     EXPECT_EQ(ReadTextFile(Dest() + L"\\msvcrt.dll"), "installed copy");
     EXPECT_EQ(ReadTextFile(Dest() + L"\\a.txt") + ReadTextFile(Dest() + L"\\again.txt"), "payloadpayload");
-    EXPECT_EQ(NamesIn(Dest() + L"\\p"), before);
+    Names madeAndBefore = before;  // the walk ends at the folder, made later
+    madeAndBefore.insert(L"c.dat");
+    EXPECT_EQ(NamesIn(Dest() + L"\\p"), madeAndBefore);
     // A folder moved whole passes its new access on to what it holds.
     Names moved = {Dest() + L"\\again.txt", Dest() + L"\\b.txt", Dest() + L"\\pvcodec8.dll", Dest() + L"\\w",
                    Dest() + L"\\s\\kept.txt"};
