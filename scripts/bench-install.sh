@@ -12,6 +12,9 @@
 #   BENCH_PACKAGE_SETS="200 2000" ...   (the package and its NSIS-LZMA peer
 #       only for these sets; the others compare the installation alone, as
 #       long as they hold no package from an earlier run)
+#   BENCH_IN_MEMORY=1 ...   (the Wine prefix, where everything is installed,
+#       in /dev/shm: no disk, whose deletions slow the next contender down,
+#       so the rounds vary far less; needs memory for the largest payload)
 # The payloads (bench/payload.py) and installers are kept in
 # build/win/bench-install and made again only when the generator changes.
 set -euo pipefail
@@ -142,6 +145,10 @@ for set in "${sets[@]}"; do
 done
 
 unset DISPLAY  # nothing is shown: Wine's null display driver serves
+if [ "${BENCH_IN_MEMORY:-0}" = 1 ]; then
+    export SETUP_WINE_DIR=/dev/shm/pixvane-bench-wine
+    trap 'rm -rf "$SETUP_WINE_DIR"' EXIT
+fi
 "$build/wine-run.sh" --fresh-prefix
 status=0
 "$build/wine-run.sh" "$build/bench/install_bench.exe" "$rounds" "${windows_folders[@]}" || status=$?
