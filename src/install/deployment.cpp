@@ -184,6 +184,21 @@ bool IsPlainName(std::wstring_view name)
     }
 }
 
+// Moves a file or folder out of the package's own folder into place, where it
+// takes only the access its new folder gives, as a copy made there would; when
+// that is refused it goes back. A move stays on its volume.
+bool MoveTakingFolderAccess(const std::wstring& source, const std::wstring& target)
+{
+    if (!::MoveFileExW(source.c_str(), target.c_str(), 0)) {
+        return false;
+    }
+    if (!TakeAccessFromFolder(target)) {
+        ::MoveFileExW(target.c_str(), source.c_str(), 0);
+        return false;
+    }
+    return true;
+}
+
 // The package deletes its unpacked folder when setup ends, so a file there
 // that no later line needs is moved into place rather than copied: written
 // once instead of twice, with little left for the deletion. Every use of
@@ -202,8 +217,8 @@ public:
         // Read again after the walk: the list, and setup's own file.
         wchar_t own[kPathChars] = {};
         ::GetModuleFileNameW(nullptr, own, static_cast<DWORD>(kPathChars));
-        ++m_uses[NameKey(listPath)];
-        ++m_uses[NameKey(own)];
+        ++m_uses[NameKey(listPath)].all;
+        ++m_uses[NameKey(own)].all;
         const bool wow64 = IsWow64();
         std::wstring line;
         std::wstring_view body;
@@ -252,9 +267,9 @@ public:
                 if (copy.target && NameKey(copy.source.substr(slash + 1)) != NameKey(entry.cFileName)) {
                     return;
                 }
-                const std::wstring key = NameKey(folder + entry.cFileName);
-                ++m_uses[key];
-                m_inPlaceUses[key] += inPlace ? 1 : 0;
+                Uses& uses = m_uses[NameKey(folder + entry.cFileName)];
+                ++uses.all;
+                uses.inPlace += inPlace ? 1 : 0;
             }
         }
         s_active = this;
@@ -269,7 +284,7 @@ public:
     bool IsLastUse(const std::wstring& path)
     {
         const auto uses = m_uses.find(NameKey(path));
-        return uses != m_uses.end() && --uses->second == 0;
+        return uses != m_uses.end() && --uses->second.all == 0;
     }
 
     // A fresh product folder takes the package's folder of the same name
@@ -285,12 +300,8 @@ public:
         const std::wstring folder = JoinPath(g_installState.sourceFolder, name);
         const DWORD attributes = ::GetFileAttributesW(folder.c_str());
         if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) ||
-            !(attributes & FILE_ATTRIBUTE_DIRECTORY) || !IsWhole(name, folder) ||
-            !::MoveFileExW(folder.c_str(), target.c_str(), 0)) {
-            return false;
-        }
-        if (!TakeAccessFromFolder(target)) {
-            ::MoveFileExW(target.c_str(), folder.c_str(), 0);
+            !(attributes & FILE_ATTRIBUTE_DIRECTORY) || MakesFolderInPlaceOfFile(name) || !IsWhole(name, folder) ||
+            !MoveTakingFolderAccess(folder, target)) {
             return false;
         }
         m_movedFolders.push_back(NameKey(folder + L"\\"));
@@ -328,13 +339,10 @@ private:
         m_made.emplace(NameKey(name), name);
     }
 
-    bool IsWhole(const std::wstring& name, const std::wstring& folder) const
+    // Whether the list makes a folder, somewhere below name, where the package
+    // has a file: made first, that folder would then be moved aside for it.
+    bool MakesFolderInPlaceOfFile(const std::wstring& name) const
     {
-        if (m_notWhole.count(NameKey(name))) {
-            return false;
-        }
-        // A folder the list makes where the package has a file would first
-        // be made, then moved aside for the file.
         const std::wstring below = NameKey(name + L"\\");
         for (const auto& [key, spelled] : m_made) {
             if (!key.starts_with(below)) {
@@ -343,8 +351,16 @@ private:
             const DWORD there = ::GetFileAttributesW(JoinPath(g_installState.sourceFolder, spelled).c_str());
             if (there != INVALID_FILE_ATTRIBUTES &&
                 (there & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != FILE_ATTRIBUTE_DIRECTORY) {
-                return false;
+                return true;
             }
+        }
+        return false;
+    }
+
+    bool IsWhole(const std::wstring& name, const std::wstring& folder) const
+    {
+        if (m_notWhole.count(NameKey(name))) {
+            return false;
         }
         WIN32_FIND_DATAW found = {};
         UniqueFindHandle search(::FindFirstFileW(JoinPath(folder, L"*").c_str(), &found));
@@ -364,19 +380,22 @@ private:
                 }
                 continue;
             }
-            const std::wstring key = NameKey(JoinPath(folder, entry));
-            const auto uses = m_uses.find(key);
-            const auto inPlace = m_inPlaceUses.find(key);
-            if (uses == m_uses.end() || uses->second != 1 || inPlace == m_inPlaceUses.end() || inPlace->second != 1) {
+            const auto uses = m_uses.find(NameKey(JoinPath(folder, entry)));
+            if (uses == m_uses.end() || uses->second.all != 1 || uses->second.inPlace != 1) {
                 return false;
             }
         }
         return true;
     }
 
+    // A file's uses by the list, and how many of them put it in its own place.
+    struct Uses {
+        int all = 0;
+        int inPlace = 0;
+    };
+
     static inline PackageMoves* s_active = nullptr;
-    std::unordered_map<std::wstring, int> m_uses;
-    std::unordered_map<std::wstring, int> m_inPlaceUses;
+    std::unordered_map<std::wstring, Uses> m_uses;
     std::unordered_map<std::wstring, std::wstring> m_made;  // by key, as the list spells it
     std::unordered_set<std::wstring> m_notWhole;
     std::vector<std::wstring> m_movedFolders;
@@ -386,18 +405,14 @@ enum class FirstTry { kFailed, kCopied, kMoved };
 
 // The usual case, a target not there yet, in one call that refuses to
 // overwrite, without the existence tests first: under Wine each test of a
-// name not there searches the whole target folder. A move stays on its
-// volume, and the moved file takes the access its new folder gives, or goes
-// back to be copied. Touches nothing but its own new file (and a moved
+// name not there searches the whole target folder. A file that cannot be
+// moved is copied. Touches nothing but its own new file (and a moved
 // file's source, which no later line needs), so several can run at once:
 // the access reset costs more than the move itself.
 FirstTry CopyToNewTarget(const std::wstring& source, const std::wstring& target, bool move)
 {
-    if (move && ::MoveFileExW(source.c_str(), target.c_str(), 0)) {
-        if (TakeAccessFromFolder(target)) {
-            return FirstTry::kMoved;
-        }
-        ::MoveFileExW(target.c_str(), source.c_str(), 0);
+    if (move && MoveTakingFolderAccess(source, target)) {
+        return FirstTry::kMoved;
     }
     return ::CopyFileW(source.c_str(), target.c_str(), TRUE) ? FirstTry::kCopied : FirstTry::kFailed;
 }
