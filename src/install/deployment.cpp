@@ -657,6 +657,12 @@ void DeployLine(std::wstring_view line, bool wow64)
 
 }  // namespace
 
+struct PackageListing::Folders : PackageFolders {};
+
+PackageListing::PackageListing() : m_folders(std::make_unique<Folders>()) {}
+
+PackageListing::~PackageListing() = default;
+
 void DeployPackage(const std::wstring& listPath)
 {
     InstallLogReader list(listPath);
@@ -666,7 +672,10 @@ void DeployPackage(const std::wstring& listPath)
     }
     const bool wow64 = IsWow64();
     const LinkCheckPass pass;
-    const PackageFolders folders;
+    std::optional<PackageFolders> folders;
+    if (!PackageFolders::Active()) {
+        folders.emplace();
+    }
     PackageMoves moves(listPath);
     CopyWorkers workers;
     std::wstring line;
@@ -682,7 +691,10 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
     const bool wow64 = IsWow64();
     bool fits = FitsPathLimit(destination, true) && FitsPathLimit(JoinPath(destination, kInstallLogName), false);
     InstallLogReader list(listPath);
-    const PackageFolders folders;
+    std::optional<PackageFolders> folders;
+    if (!PackageFolders::Active()) {
+        folders.emplace();
+    }
     std::wstring line;
     std::wstring_view body;
     while (fits && list.ReadLine(line)) {

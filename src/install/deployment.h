@@ -2,6 +2,7 @@
 // with read-only files and files in use. Nothing here shows a message.
 #pragma once
 
+#include <memory>
 #include <string>
 
 // Walks the package list and acts on each line kind; an unreadable list
@@ -24,3 +25,19 @@ void CopyMatchingFiles(const std::wstring& pattern, const std::wstring& fromFold
 // installation's files), the installed log included. Checked before anything
 // is copied: a list that cannot be read fits anywhere.
 bool DestinationHoldsPackage(const std::wstring& listPath);
+
+// While one lives, each folder of the package is listed once for all that
+// reads it: the check of DestinationHoldsPackage and the deployment that
+// follows it at once, in an unattended run, share one listing instead of
+// making two. Only for a package that nothing changes meanwhile.
+class PackageListing {
+public:
+    PackageListing();
+    ~PackageListing();
+    PackageListing(const PackageListing&) = delete;
+    PackageListing& operator=(const PackageListing&) = delete;
+
+private:
+    struct Folders;
+    std::unique_ptr<Folders> m_folders;
+};

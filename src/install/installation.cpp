@@ -255,6 +255,7 @@ int RunInstallation()
         if (state.freshInstall) {
             state.kind = AllUsers;
         }
+        const PackageListing listing;
         // Half a product is worse than none: a destination too deep for the
         // package's longest names gets nothing at all.
         if (!DestinationHoldsPackage(state.sourceFolder + L"\\" + kInstallLogName)) {
