@@ -28,6 +28,7 @@ constexpr wchar_t kDestination[] = L"C:\\Program Files\\Pixvane 8";
 // What xcopy leaves out: setup.exe is the installer, not part of what it installs.
 constexpr wchar_t kExcludeList[] = L"C:\\pxbench-exclude.txt";
 constexpr DWORD kRunTimeoutMs = 30 * 60 * 1000;
+constexpr DWORD kSettleMs = 10 * 1000;
 
 double Now()
 {
@@ -113,6 +114,11 @@ std::wstring ShellFolder(int csidl)
     return SUCCEEDED(::SHGetFolderPathW(nullptr, csidl, nullptr, 0, path)) ? path : L"";
 }
 
+// Where the installations taken away wait until the set is done. Deleting
+// each at once made the next contender pay for it: this machine's disk
+// discards what is freed, and the next files made wait behind that.
+constexpr wchar_t kSetAside[] = L"C:\\pxbench-set-aside";
+
 // Whatever any contender made, so that the next one (and setup above all,
 // which would otherwise see an earlier installation) starts from nothing.
 void ClearDestination()
@@ -120,7 +126,12 @@ void ClearDestination()
     // setup starts the product with "-regonly" and regsvr32 without waiting.
     WaitForNoProcesses(L"regsvr32", L".exe", 60000);
     WaitForNoProcesses(L"Pixvn8", L".exe", 60000);
-    RemoveTree(kDestination);
+    static unsigned setAside = 0;
+    ::CreateDirectoryW(kSetAside, nullptr);
+    const std::wstring aside = std::wstring(kSetAside) + L"\\" + std::to_wstring(++setAside);
+    if (!::MoveFileExW(kDestination, aside.c_str(), 0)) {
+        RemoveTree(kDestination);
+    }
     RemoveTree(ShellFolder(CSIDL_COMMON_PROGRAMS) + L"\\" + kProductName);
     RemoveTree(ShellFolder(CSIDL_COMMON_DESKTOPDIRECTORY) + L"\\" + kProductShortcut);
     RemoveRegistration(kMakerName, kProductName, kUninstallKeyName, kProductExe);
@@ -191,6 +202,10 @@ SetResult BenchSet(const std::wstring& setFolder, int rounds)
         }
         std::printf("\n");
     }
+    // Out of the timed runs, with time for the disk to finish with it
+    // before the next set.
+    RemoveTree(kSetAside);
+    ::Sleep(kSettleMs);
     std::printf("  median of %d:", rounds);
     for (const Contender& contender : contenders) {
         result.names.push_back(contender.name);
