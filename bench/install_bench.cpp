@@ -28,6 +28,11 @@ constexpr wchar_t kDestination[] = L"C:\\Program Files\\Pixvane 8";
 // What xcopy leaves out: setup.exe is the installer, not part of what it installs.
 constexpr wchar_t kExcludeList[] = L"C:\\pxbench-exclude.txt";
 constexpr DWORD kRunTimeoutMs = 30 * 60 * 1000;
+// Where the installations taken away wait until the set is done, and how
+// long the disk gets afterwards. Deleting each at once made the next
+// contender pay for it: this machine's disk discards what is freed, and the
+// next files made wait behind that.
+constexpr wchar_t kSetAside[] = L"C:\\pxbench-set-aside";
 constexpr DWORD kSettleMs = 10 * 1000;
 
 double Now()
@@ -113,11 +118,6 @@ std::wstring ShellFolder(int csidl)
     wchar_t path[MAX_PATH] = {};
     return SUCCEEDED(::SHGetFolderPathW(nullptr, csidl, nullptr, 0, path)) ? path : L"";
 }
-
-// Where the installations taken away wait until the set is done. Deleting
-// each at once made the next contender pay for it: this machine's disk
-// discards what is freed, and the next files made wait behind that.
-constexpr wchar_t kSetAside[] = L"C:\\pxbench-set-aside";
 
 // Whatever any contender made, so that the next one (and setup above all,
 // which would otherwise see an earlier installation) starts from nothing.

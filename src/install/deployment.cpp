@@ -62,11 +62,23 @@ std::wstring NameKey(std::wstring_view name)
 // and copying a list quadratic in the number of its files. Only names the
 // listing holds are answered from it; any other name (a pattern, a file not
 // there, a spelling that only the file system folds to a name) is searched
-// for as before. The package does not change while setup reads it.
+// for as before. The package does not change while setup reads it. One made
+// while another is active leaves the answering to that one, so a caller can
+// keep a listing for the passes that follow it.
 class PackageFolders {
 public:
-    PackageFolders() { s_active = this; }
-    ~PackageFolders() { s_active = nullptr; }
+    PackageFolders() : m_outermost(s_active == nullptr)
+    {
+        if (m_outermost) {
+            s_active = this;
+        }
+    }
+    ~PackageFolders()
+    {
+        if (m_outermost) {
+            s_active = nullptr;
+        }
+    }
     PackageFolders(const PackageFolders&) = delete;
     PackageFolders& operator=(const PackageFolders&) = delete;
 
@@ -110,6 +122,7 @@ private:
     }
 
     static inline PackageFolders* s_active = nullptr;
+    const bool m_outermost;
     std::vector<std::pair<std::wstring, Entries>> m_folders;
 };
 
@@ -672,10 +685,7 @@ void DeployPackage(const std::wstring& listPath)
     }
     const bool wow64 = IsWow64();
     const LinkCheckPass pass;
-    std::optional<PackageFolders> folders;
-    if (!PackageFolders::Active()) {
-        folders.emplace();
-    }
+    const PackageFolders folders;
     PackageMoves moves(listPath);
     CopyWorkers workers;
     std::wstring line;
@@ -691,10 +701,7 @@ bool DestinationHoldsPackage(const std::wstring& listPath)
     const bool wow64 = IsWow64();
     bool fits = FitsPathLimit(destination, true) && FitsPathLimit(JoinPath(destination, kInstallLogName), false);
     InstallLogReader list(listPath);
-    std::optional<PackageFolders> folders;
-    if (!PackageFolders::Active()) {
-        folders.emplace();
-    }
+    const PackageFolders folders;
     std::wstring line;
     std::wstring_view body;
     while (fits && list.ReadLine(line)) {
